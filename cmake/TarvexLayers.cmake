@@ -1,0 +1,76 @@
+# One object library per subsystem. Each layer's headers are reachable only
+# through a staging folder that holds a link to its own source folder, so a
+# layer compiles against exactly the layers it depends on.
+
+set(TARVEX_LAYER_ROOT ${CMAKE_BINARY_DIR}/layers)
+set(TARVEX_GENERATED ${CMAKE_BINARY_DIR}/generated)
+set_property(GLOBAL PROPERTY TARVEX_LAYERS "")
+
+configure_file(${CMAKE_SOURCE_DIR}/cmake/version.h.in ${TARVEX_GENERATED}/tarvex/version.h @ONLY)
+
+function(tarvex_layer name)
+    cmake_parse_arguments(LAYER "" "" "DEPENDS" ${ARGN})
+    set(stage ${TARVEX_LAYER_ROOT}/${name})
+    file(MAKE_DIRECTORY ${stage}/tarvex)
+    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/tarvex/${name} ${stage}/tarvex/${name} SYMBOLIC)
+
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tarvex/${name}/*.cpp)
+    add_library(tarvex_${name} OBJECT ${sources})
+    target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${stage}>)
+    target_compile_options(tarvex_${name} PRIVATE -Wall -Wextra)
+    if(name STREQUAL "platform")
+        target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${TARVEX_GENERATED}>)
+    endif()
+    foreach(dep IN LISTS LAYER_DEPENDS)
+        target_link_libraries(tarvex_${name} PUBLIC tarvex_${dep})
+    endforeach()
+    set_property(GLOBAL APPEND PROPERTY TARVEX_LAYERS ${name})
+endfunction()
+
+# The library proper: every layer's objects in one shared (or static) library.
+function(tarvex_library)
+    get_property(layers GLOBAL PROPERTY TARVEX_LAYERS)
+    if(TARVEX_STATIC)
+        add_library(tarvex STATIC)
+    else()
+        add_library(tarvex SHARED)
+    endif()
+    add_library(Tarvex::tarvex ALIAS tarvex)
+    set_target_properties(tarvex PROPERTIES VERSION ${PROJECT_VERSION}
+                                            SOVERSION ${PROJECT_VERSION_MAJOR})
+
+    # The umbrella header sees every layer.
+    set(top ${TARVEX_LAYER_ROOT}/top/tarvex)
+    file(MAKE_DIRECTORY ${top})
+    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/tarvex/tarvex.h ${top}/tarvex.h SYMBOLIC)
+    target_include_directories(tarvex PUBLIC $<BUILD_INTERFACE:${TARVEX_LAYER_ROOT}/top>
+                                             $<BUILD_INTERFACE:${TARVEX_GENERATED}>
+                                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    foreach(layer IN LISTS layers)
+        target_sources(tarvex PRIVATE $<TARGET_OBJECTS:tarvex_${layer}>)
+        target_include_directories(tarvex PUBLIC $<BUILD_INTERFACE:${TARVEX_LAYER_ROOT}/${layer}>)
+    endforeach()
+    target_compile_features(tarvex PUBLIC cxx_std_20)
+
+    install(TARGETS tarvex EXPORT TarvexTargets
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+            RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(DIRECTORY ${CMAKE_SOURCE_DIR}/tarvex/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvex
+            FILES_MATCHING PATTERN "*.h")
+    install(FILES ${TARVEX_GENERATED}/tarvex/version.h
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvex)
+
+    include(CMakePackageConfigHelpers)
+    set(cmakedir ${CMAKE_INSTALL_LIBDIR}/cmake/Tarvex)
+    install(EXPORT TarvexTargets NAMESPACE Tarvex:: DESTINATION ${cmakedir})
+    configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/TarvexConfig.cmake.in
+                                  ${CMAKE_BINARY_DIR}/TarvexConfig.cmake INSTALL_DESTINATION ${cmakedir})
+    write_basic_package_version_file(${CMAKE_BINARY_DIR}/TarvexConfigVersion.cmake
+                                     COMPATIBILITY SameMajorVersion)
+    install(FILES ${CMAKE_BINARY_DIR}/TarvexConfig.cmake ${CMAKE_BINARY_DIR}/TarvexConfigVersion.cmake
+            DESTINATION ${cmakedir})
+
+    configure_file(${CMAKE_SOURCE_DIR}/cmake/tarvex.pc.in ${CMAKE_BINARY_DIR}/tarvex.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/tarvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
