@@ -13,4 +13,5 @@
 #include "tarvex/core/containers.h"
 #include "tarvex/core/object.h"
 
+#include "tarvex/element/accolor.h"
 #include "tarvex/element/param.h"

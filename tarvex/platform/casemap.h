@@ -4,8 +4,10 @@
 
 #include "tarvex/platform/types.h"
 
-char16_t towupper(char16_t ch) noexcept;
-char16_t towlower(char16_t ch) noexcept;
+// Suffixed: overloading towupper by argument type would make a host's own
+// towupper(int) calls ambiguous.
+char16_t towupper16(char16_t ch) noexcept;
+char16_t towlower16(char16_t ch) noexcept;
 
 // In-place mapping of `length` code units.
 void TxUpperInPlace(char16_t* text, size_t length) noexcept;

@@ -7,6 +7,7 @@
 // allocation at all.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <functional>
 #include <string_view>
@@ -131,11 +132,21 @@ public:
         }
     }
 
+    // Header in front of the characters. `refs` of -1 marks the shared empty
+    // buffer, which is never counted or freed.
+    struct Data {
+        std::atomic<int> refs;
+        int length;
+        int capacity; // characters, not counting the terminator
+
+        char16_t* Chars() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
+        bool IsShared() const noexcept { return refs.load(std::memory_order_acquire) != 1; }
+    };
+
 private:
-    struct Data;
     static Data* Allocate(int capacity);
     static void Release(Data* data) noexcept;
-    Data* Header() const noexcept;
+    Data* Header() const noexcept { return reinterpret_cast<Data*>(m_pszData) - 1; }
     void Assign(const char16_t* text, int length);
     void PrepareWrite(int capacity); // unique buffer with room for `capacity`
     void SetLength(int length) noexcept;
@@ -147,12 +158,24 @@ private:
 
 bool operator==(const CString& a, const CString& b) noexcept;
 bool operator==(const CString& a, const char16_t* b) noexcept;
-inline bool operator!=(const CString& a, const CString& b) noexcept { return !(a == b); }
-inline bool operator!=(const CString& a, const char16_t* b) noexcept { return !(a == b); }
-inline bool operator<(const CString& a, const CString& b) noexcept { return a.Compare(b) < 0; }
-inline bool operator>(const CString& a, const CString& b) noexcept { return a.Compare(b) > 0; }
-inline bool operator<=(const CString& a, const CString& b) noexcept { return a.Compare(b) <= 0; }
-inline bool operator>=(const CString& a, const CString& b) noexcept { return a.Compare(b) >= 0; }
+inline bool operator!=(const CString& a, const CString& b) noexcept {
+    return !(a == b);
+}
+inline bool operator!=(const CString& a, const char16_t* b) noexcept {
+    return !(a == b);
+}
+inline bool operator<(const CString& a, const CString& b) noexcept {
+    return a.Compare(b) < 0;
+}
+inline bool operator>(const CString& a, const CString& b) noexcept {
+    return a.Compare(b) > 0;
+}
+inline bool operator<=(const CString& a, const CString& b) noexcept {
+    return a.Compare(b) <= 0;
+}
+inline bool operator>=(const CString& a, const CString& b) noexcept {
+    return a.Compare(b) >= 0;
+}
 
 CString operator+(const CString& a, const CString& b);
 CString operator+(const CString& a, const char16_t* b);

@@ -7,10 +7,16 @@
 using HRESULT = std::int32_t;
 using SCODE = std::int32_t;
 
-constexpr bool SUCCEEDED(HRESULT hr) noexcept { return hr >= 0; }
-constexpr bool FAILED(HRESULT hr) noexcept { return hr < 0; }
+constexpr bool SUCCEEDED(HRESULT hr) noexcept {
+    return hr >= 0;
+}
+constexpr bool FAILED(HRESULT hr) noexcept {
+    return hr < 0;
+}
 
-constexpr HRESULT MakeHResult(std::uint32_t bits) noexcept { return static_cast<HRESULT>(bits); }
+constexpr HRESULT MakeHResult(std::uint32_t bits) noexcept {
+    return static_cast<HRESULT>(bits);
+}
 
 constexpr HRESULT S_OK = 0;
 constexpr HRESULT S_FALSE = 1;
