@@ -71,6 +71,7 @@ function(tarvex_library)
     install(FILES ${CMAKE_BINARY_DIR}/TarvexConfig.cmake ${CMAKE_BINARY_DIR}/TarvexConfigVersion.cmake
             DESTINATION ${cmakedir})
 
+    file(RELATIVE_PATH TARVEX_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
     configure_file(${CMAKE_SOURCE_DIR}/cmake/tarvex.pc.in ${CMAKE_BINARY_DIR}/tarvex.pc @ONLY)
     install(FILES ${CMAKE_BINARY_DIR}/tarvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()

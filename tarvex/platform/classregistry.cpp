@@ -11,7 +11,9 @@
 namespace {
 
 struct GuidLess {
-    bool operator()(const GUID& a, const GUID& b) const noexcept { return std::memcmp(&a, &b, sizeof(GUID)) < 0; }
+    bool operator()(const GUID& a, const GUID& b) const noexcept {
+        return std::memcmp(&a, &b, sizeof(GUID)) < 0;
+    }
 };
 
 struct Entry {
@@ -38,14 +40,12 @@ public:
                 ForgetProgId(it->first, it->second.progIdKey);
                 m_classes.erase(it);
             }
-            if (!key.empty())
-                m_progIds[key] = clsid;
+            if (!key.empty()) m_progIds[key] = clsid;
             m_classes.emplace(clsid, Entry{factory, std::move(key)});
             factory->AddRef();
         }
         // Released outside the lock: a factory's destructor may call back in.
-        if (replaced)
-            replaced->Release();
+        if (replaced) replaced->Release();
         return S_OK;
     }
 
@@ -54,8 +54,7 @@ public:
         {
             std::lock_guard lock(m_mutex);
             auto it = m_classes.find(clsid);
-            if (it == m_classes.end())
-                return REGDB_E_CLASSNOTREG;
+            if (it == m_classes.end()) return REGDB_E_CLASSNOTREG;
             factory = it->second.factory;
             ForgetProgId(it->first, it->second.progIdKey);
             m_classes.erase(it);
@@ -68,8 +67,7 @@ public:
         std::u16string key = FoldProgId(progId);
         std::lock_guard lock(m_mutex);
         auto it = m_progIds.find(key);
-        if (it == m_progIds.end())
-            return false;
+        if (it == m_progIds.end()) return false;
         clsid = it->second;
         return true;
     }
@@ -78,19 +76,16 @@ public:
     IClassFactory* Factory(REFCLSID clsid) {
         std::lock_guard lock(m_mutex);
         auto it = m_classes.find(clsid);
-        if (it == m_classes.end())
-            return nullptr;
+        if (it == m_classes.end()) return nullptr;
         it->second.factory->AddRef();
         return it->second.factory;
     }
 
 private:
     void ForgetProgId(const CLSID& clsid, const std::u16string& key) {
-        if (key.empty())
-            return;
+        if (key.empty()) return;
         auto it = m_progIds.find(key);
-        if (it != m_progIds.end() && it->second == clsid)
-            m_progIds.erase(it);
+        if (it != m_progIds.end() && it->second == clsid) m_progIds.erase(it);
     }
 
     std::mutex m_mutex;
@@ -107,9 +102,9 @@ Registry& TheRegistry() {
 
 } // namespace
 
-HRESULT CoRegisterClassObjectFactory(REFCLSID clsid, LPCOLESTR progId, IClassFactory* factory) noexcept {
-    if (factory == nullptr)
-        return E_INVALIDARG;
+HRESULT CoRegisterClassObjectFactory(REFCLSID clsid, LPCOLESTR progId,
+                                     IClassFactory* factory) noexcept {
+    if (factory == nullptr) return E_INVALIDARG;
     try {
         return TheRegistry().Register(clsid, progId, factory);
     } catch (const std::bad_alloc&) {
@@ -117,11 +112,12 @@ HRESULT CoRegisterClassObjectFactory(REFCLSID clsid, LPCOLESTR progId, IClassFac
     }
 }
 
-HRESULT CoRevokeClassObjectFactory(REFCLSID clsid) noexcept { return TheRegistry().Revoke(clsid); }
+HRESULT CoRevokeClassObjectFactory(REFCLSID clsid) noexcept {
+    return TheRegistry().Revoke(clsid);
+}
 
 HRESULT CLSIDFromProgID(LPCOLESTR progId, LPCLSID clsid) noexcept {
-    if (progId == nullptr || clsid == nullptr)
-        return E_INVALIDARG;
+    if (progId == nullptr || clsid == nullptr) return E_INVALIDARG;
     *clsid = GUID_NULL;
     try {
         return TheRegistry().FindProgId(progId, *clsid) ? S_OK : CO_E_CLASSSTRING;
@@ -131,33 +127,33 @@ HRESULT CLSIDFromProgID(LPCOLESTR progId, LPCLSID clsid) noexcept {
 }
 
 HRESULT CoGetClassObject(REFCLSID clsid, DWORD, void*, REFIID riid, void** object) noexcept {
-    if (object == nullptr)
-        return E_POINTER;
+    if (object == nullptr) return E_POINTER;
     *object = nullptr;
     IClassFactory* factory = TheRegistry().Factory(clsid);
-    if (factory == nullptr)
-        return REGDB_E_CLASSNOTREG;
+    if (factory == nullptr) return REGDB_E_CLASSNOTREG;
     HRESULT hr = factory->QueryInterface(riid, object);
     factory->Release();
     return hr;
 }
 
-HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD, REFIID riid, void** object) noexcept {
-    if (object == nullptr)
-        return E_POINTER;
+HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD, REFIID riid,
+                         void** object) noexcept {
+    if (object == nullptr) return E_POINTER;
     *object = nullptr;
     IClassFactory* factory = TheRegistry().Factory(clsid);
-    if (factory == nullptr)
-        return REGDB_E_CLASSNOTREG;
+    if (factory == nullptr) return REGDB_E_CLASSNOTREG;
     HRESULT hr = factory->CreateInstance(outer, riid, object);
     factory->Release();
-    if (FAILED(hr))
-        *object = nullptr;
+    if (FAILED(hr)) *object = nullptr;
     return hr;
 }
 
-HRESULT CoInitialize(void*) noexcept { return S_OK; }
+HRESULT CoInitialize(void*) noexcept {
+    return S_OK;
+}
 
-HRESULT CoInitializeEx(void*, DWORD) noexcept { return S_OK; }
+HRESULT CoInitializeEx(void*, DWORD) noexcept {
+    return S_OK;
+}
 
 void CoUninitialize() noexcept {}

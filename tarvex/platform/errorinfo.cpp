@@ -13,8 +13,7 @@ namespace {
 class ErrorObject final : public IErrorInfo, public ICreateErrorInfo {
 public:
     HRESULT QueryInterface(REFIID riid, void** object) override {
-        if (object == nullptr)
-            return E_POINTER;
+        if (object == nullptr) return E_POINTER;
         if (riid == IID_IUnknown || riid == IID_IErrorInfo)
             *object = static_cast<IErrorInfo*>(this);
         else if (riid == IID_ICreateErrorInfo)
@@ -29,14 +28,12 @@ public:
     ULONG AddRef() override { return ++m_refs; }
     ULONG Release() override {
         ULONG refs = --m_refs;
-        if (refs == 0)
-            delete this;
+        if (refs == 0) delete this;
         return refs;
     }
 
     HRESULT GetGUID(GUID* guid) override {
-        if (guid == nullptr)
-            return E_INVALIDARG;
+        if (guid == nullptr) return E_INVALIDARG;
         std::lock_guard lock(m_mutex);
         *guid = m_guid;
         return S_OK;
@@ -45,8 +42,7 @@ public:
     HRESULT GetDescription(BSTR* description) override { return Get(m_description, description); }
     HRESULT GetHelpFile(BSTR* helpFile) override { return Get(m_helpFile, helpFile); }
     HRESULT GetHelpContext(DWORD* helpContext) override {
-        if (helpContext == nullptr)
-            return E_INVALIDARG;
+        if (helpContext == nullptr) return E_INVALIDARG;
         std::lock_guard lock(m_mutex);
         *helpContext = m_helpContext;
         return S_OK;
@@ -58,7 +54,9 @@ public:
         return S_OK;
     }
     HRESULT SetSource(LPOLESTR source) override { return Set(m_source, source); }
-    HRESULT SetDescription(LPOLESTR description) override { return Set(m_description, description); }
+    HRESULT SetDescription(LPOLESTR description) override {
+        return Set(m_description, description);
+    }
     HRESULT SetHelpFile(LPOLESTR helpFile) override { return Set(m_helpFile, helpFile); }
     HRESULT SetHelpContext(DWORD helpContext) override {
         std::lock_guard lock(m_mutex);
@@ -74,19 +72,17 @@ private:
     }
 
     HRESULT Get(BSTR field, BSTR* out) {
-        if (out == nullptr)
-            return E_INVALIDARG;
+        if (out == nullptr) return E_INVALIDARG;
         std::lock_guard lock(m_mutex);
         *out = nullptr;
-        if (field != nullptr &&
-            (*out = SysAllocStringByteLen(reinterpret_cast<const char*>(field), SysStringByteLen(field))) == nullptr)
+        if (field != nullptr && (*out = SysAllocStringByteLen(reinterpret_cast<const char*>(field),
+                                                              SysStringByteLen(field))) == nullptr)
             return E_OUTOFMEMORY;
         return S_OK;
     }
     HRESULT Set(BSTR& field, LPOLESTR text) {
         BSTR copy = nullptr;
-        if (text != nullptr && (copy = SysAllocString(text)) == nullptr)
-            return E_OUTOFMEMORY;
+        if (text != nullptr && (copy = SysAllocString(text)) == nullptr) return E_OUTOFMEMORY;
         std::lock_guard lock(m_mutex);
         SysFreeString(field);
         field = copy;
@@ -106,8 +102,7 @@ private:
 struct ErrorSlot {
     IErrorInfo* info = nullptr;
     ~ErrorSlot() {
-        if (info)
-            info->Release();
+        if (info) info->Release();
     }
 };
 
@@ -116,26 +111,22 @@ thread_local ErrorSlot t_slot;
 } // namespace
 
 HRESULT CreateErrorInfo(ICreateErrorInfo** info) noexcept {
-    if (info == nullptr)
-        return E_INVALIDARG;
+    if (info == nullptr) return E_INVALIDARG;
     auto* object = new (std::nothrow) ErrorObject;
     *info = object;
     return object ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT SetErrorInfo(DWORD, IErrorInfo* info) noexcept {
-    if (info)
-        info->AddRef();
+    if (info) info->AddRef();
     IErrorInfo* old = t_slot.info;
     t_slot.info = info;
-    if (old)
-        old->Release();
+    if (old) old->Release();
     return S_OK;
 }
 
 HRESULT GetErrorInfo(DWORD, IErrorInfo** info) noexcept {
-    if (info == nullptr)
-        return E_INVALIDARG;
+    if (info == nullptr) return E_INVALIDARG;
     *info = t_slot.info;
     t_slot.info = nullptr;
     return *info ? S_OK : S_FALSE;

@@ -7,15 +7,13 @@
 namespace {
 
 bool ArraysEqual(SAFEARRAY* a, SAFEARRAY* b) noexcept {
-    if (a == b)
-        return true;
+    if (a == b) return true;
     if (a == nullptr || b == nullptr || a->cDims != b->cDims || a->cbElements != b->cbElements)
         return false;
     VARTYPE vtA = VT_EMPTY, vtB = VT_EMPTY;
     SafeArrayGetVartype(a, &vtA);
     SafeArrayGetVartype(b, &vtB);
-    if (vtA != vtB)
-        return false;
+    if (vtA != vtB) return false;
     size_t count = 1;
     for (USHORT i = 0; i < a->cDims; ++i) {
         if (a->rgsabound[i].cElements != b->rgsabound[i].cElements ||
@@ -29,7 +27,8 @@ bool ArraysEqual(SAFEARRAY* a, SAFEARRAY* b) noexcept {
         const char* x = dataA + i * a->cbElements;
         const char* y = dataB + i * a->cbElements;
         if (vtA == VT_VARIANT) {
-            if (!TxVariantEqual(*reinterpret_cast<const VARIANT*>(x), *reinterpret_cast<const VARIANT*>(y)))
+            if (!TxVariantEqual(*reinterpret_cast<const VARIANT*>(x),
+                                *reinterpret_cast<const VARIANT*>(y)))
                 return false;
         } else if (vtA == VT_BSTR) {
             BSTR s = *reinterpret_cast<const BSTR*>(x);
@@ -44,19 +43,17 @@ bool ArraysEqual(SAFEARRAY* a, SAFEARRAY* b) noexcept {
     return true;
 }
 
-BSTR MakeBstr(const char16_t* text) noexcept { return SysAllocString(text); }
+BSTR MakeBstr(const char16_t* text) noexcept {
+    return SysAllocString(text);
+}
 
 } // namespace
 
 bool TxVariantEqual(const VARIANT& a, const VARIANT& b) noexcept {
-    if (&a == &b)
-        return true;
-    if (a.vt != b.vt)
-        return false;
-    if (a.vt & VT_BYREF)
-        return a.byref == b.byref;
-    if (a.vt & VT_ARRAY)
-        return ArraysEqual(a.parray, b.parray);
+    if (&a == &b) return true;
+    if (a.vt != b.vt) return false;
+    if (a.vt & VT_BYREF) return a.byref == b.byref;
+    if (a.vt & VT_ARRAY) return ArraysEqual(a.parray, b.parray);
     switch (a.vt) {
     case VT_EMPTY:
     case VT_NULL:
@@ -88,7 +85,8 @@ bool TxVariantEqual(const VARIANT& a, const VARIANT& b) noexcept {
         return a.date == b.date;
     case VT_BSTR: {
         const UINT bytes = SysStringByteLen(a.bstrVal);
-        return bytes == SysStringByteLen(b.bstrVal) && (bytes == 0 || std::memcmp(a.bstrVal, b.bstrVal, bytes) == 0);
+        return bytes == SysStringByteLen(b.bstrVal) &&
+               (bytes == 0 || std::memcmp(a.bstrVal, b.bstrVal, bytes) == 0);
     }
     case VT_DISPATCH:
     case VT_UNKNOWN:
@@ -98,7 +96,9 @@ bool TxVariantEqual(const VARIANT& a, const VARIANT& b) noexcept {
     }
 }
 
-COleVariant::COleVariant() noexcept { VariantInit(this); }
+COleVariant::COleVariant() noexcept {
+    VariantInit(this);
+}
 
 COleVariant::COleVariant(const VARIANT& src) noexcept {
     VariantInit(this);
@@ -107,13 +107,15 @@ COleVariant::COleVariant(const VARIANT& src) noexcept {
 
 COleVariant::COleVariant(LPCVARIANT src) noexcept {
     VariantInit(this);
-    if (src)
-        VariantCopy(this, src);
+    if (src) VariantCopy(this, src);
 }
 
-COleVariant::COleVariant(const COleVariant& src) noexcept : COleVariant(static_cast<const VARIANT&>(src)) {}
+COleVariant::COleVariant(const COleVariant& src) noexcept
+    : COleVariant(static_cast<const VARIANT&>(src)) {}
 
-COleVariant::COleVariant(COleVariant&& src) noexcept : tagVARIANT(src) { VariantInit(&src); }
+COleVariant::COleVariant(COleVariant&& src) noexcept : tagVARIANT(src) {
+    VariantInit(&src);
+}
 
 COleVariant::COleVariant(const char16_t* text) noexcept {
     VariantInit(this);
@@ -189,7 +191,9 @@ COleVariant::COleVariant(double value, VARTYPE vtSrc) noexcept {
     }
 }
 
-COleVariant::~COleVariant() { VariantClear(this); }
+COleVariant::~COleVariant() {
+    VariantClear(this);
+}
 
 COleVariant& COleVariant::operator=(const VARIANT& src) noexcept {
     VariantCopy(this, &src);
@@ -293,23 +297,26 @@ COleVariant& COleVariant::operator=(double value) noexcept {
     return *this;
 }
 
-bool COleVariant::operator==(const VARIANT& other) const noexcept { return TxVariantEqual(*this, other); }
+bool COleVariant::operator==(const VARIANT& other) const noexcept {
+    return TxVariantEqual(*this, other);
+}
 
-bool COleVariant::operator==(LPCVARIANT other) const noexcept { return other && TxVariantEqual(*this, *other); }
+bool COleVariant::operator==(LPCVARIANT other) const noexcept {
+    return other && TxVariantEqual(*this, *other);
+}
 
-void COleVariant::Clear() noexcept { VariantClear(this); }
+void COleVariant::Clear() noexcept {
+    VariantClear(this);
+}
 
 HRESULT COleVariant::ChangeType(VARTYPE vartype, LPVARIANT src) noexcept {
-    if (src == nullptr)
-        src = this;
-    if (src == this && vt == vartype)
-        return S_OK;
+    if (src == nullptr) src = this;
+    if (src == this && vt == vartype) return S_OK;
     return VariantChangeType(this, src, 0, vartype);
 }
 
 void COleVariant::Attach(VARIANT& src) noexcept {
-    if (&src == this)
-        return;
+    if (&src == this) return;
     Clear();
     static_cast<tagVARIANT&>(*this) = src;
     VariantInit(&src);
@@ -321,4 +328,6 @@ VARIANT COleVariant::Detach() noexcept {
     return result;
 }
 
-void COleVariant::SetString(const char16_t* text, VARTYPE) noexcept { *this = text; }
+void COleVariant::SetString(const char16_t* text, VARTYPE) noexcept {
+    *this = text;
+}

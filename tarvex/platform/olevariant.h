@@ -19,12 +19,12 @@ public:
     COleVariant(const char16_t* text) noexcept;
     COleVariant(const char16_t* text, VARTYPE vtSrc) noexcept;
     COleVariant(const CString& text) noexcept;
-    COleVariant(BYTE value) noexcept;                          // VT_UI1
-    COleVariant(SHORT value, VARTYPE vtSrc = VT_I2) noexcept;  // VT_I2 or VT_BOOL
-    COleVariant(LONG value, VARTYPE vtSrc = VT_I4) noexcept;   // VT_I4, VT_ERROR or VT_BOOL
-    COleVariant(LONGLONG value) noexcept;                      // VT_I8
-    COleVariant(ULONGLONG value) noexcept;                     // VT_UI8
-    COleVariant(float value) noexcept;                         // VT_R4
+    COleVariant(BYTE value) noexcept;                         // VT_UI1
+    COleVariant(SHORT value, VARTYPE vtSrc = VT_I2) noexcept; // VT_I2 or VT_BOOL
+    COleVariant(LONG value, VARTYPE vtSrc = VT_I4) noexcept;  // VT_I4, VT_ERROR or VT_BOOL
+    COleVariant(LONGLONG value) noexcept;                     // VT_I8
+    COleVariant(ULONGLONG value) noexcept;                    // VT_UI8
+    COleVariant(float value) noexcept;                        // VT_R4
     // VT_R8, or VT_DATE with vtSrc: DATE is a double, so the familiar
     // separate date class is folded in here.
     COleVariant(double value, VARTYPE vtSrc = VT_R8) noexcept;
@@ -50,7 +50,9 @@ public:
     // identity, arrays by bounds and elements.
     bool operator==(const VARIANT& other) const noexcept;
     bool operator==(LPCVARIANT other) const noexcept;
-    bool operator==(const COleVariant& other) const noexcept { return *this == static_cast<const VARIANT&>(other); }
+    bool operator==(const COleVariant& other) const noexcept {
+        return *this == static_cast<const VARIANT&>(other);
+    }
     bool operator!=(const VARIANT& other) const noexcept { return !(*this == other); }
 
     operator LPVARIANT() noexcept { return this; }

@@ -15,7 +15,9 @@ size_t DescriptorSize(UINT cDims) noexcept {
     return kPrefix + sizeof(SAFEARRAY) + (cDims - 1) * sizeof(SAFEARRAYBOUND);
 }
 
-char* BlockOf(SAFEARRAY* psa) noexcept { return reinterpret_cast<char*>(psa) - kPrefix; }
+char* BlockOf(SAFEARRAY* psa) noexcept {
+    return reinterpret_cast<char*>(psa) - kPrefix;
+}
 
 void StoreVartype(SAFEARRAY* psa, VARTYPE vt) noexcept {
     DWORD value = vt;
@@ -84,8 +86,7 @@ bool CountElements(const SAFEARRAY* psa, size_t& count) noexcept {
     count = 1;
     for (USHORT i = 0; i < psa->cDims; ++i) {
         size_t n = psa->rgsabound[i].cElements;
-        if (n != 0 && count > std::numeric_limits<size_t>::max() / n)
-            return false;
+        if (n != 0 && count > std::numeric_limits<size_t>::max() / n) return false;
         count *= n;
     }
     return psa->cbElements == 0 || count <= std::numeric_limits<size_t>::max() / psa->cbElements;
@@ -98,19 +99,19 @@ size_t ElementCount(const SAFEARRAY* psa) noexcept {
 }
 
 // Zeroed storage; at least one byte so that empty arrays still have data.
-void* AllocateData(size_t bytes) noexcept { return std::calloc(bytes == 0 ? 1 : bytes, 1); }
+void* AllocateData(size_t bytes) noexcept {
+    return std::calloc(bytes == 0 ? 1 : bytes, 1);
+}
 
 void ClearElements(SAFEARRAY* psa, size_t first, size_t count) noexcept {
     char* data = static_cast<char*>(psa->pvData);
-    if (data == nullptr)
-        return;
+    if (data == nullptr) return;
     for (size_t i = first; i < first + count; ++i) {
         void* element = data + i * psa->cbElements;
         if (psa->fFeatures & FADF_BSTR) {
             SysFreeString(*static_cast<BSTR*>(element));
         } else if (psa->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
-            if (auto* unknown = *static_cast<IUnknown**>(element))
-                unknown->Release();
+            if (auto* unknown = *static_cast<IUnknown**>(element)) unknown->Release();
         } else if (psa->fFeatures & FADF_VARIANT) {
             VariantClear(static_cast<VARIANT*>(element));
         }
@@ -126,34 +127,30 @@ HRESULT CopyElements(const SAFEARRAY* psa, const char* from, char* to, size_t co
     if (psa->fFeatures & FADF_BSTR) {
         for (size_t i = 0; i < count; ++i) {
             BSTR source = *reinterpret_cast<const BSTR*>(from + i * size);
-            if (source == nullptr)
-                continue;
-            BSTR copy = SysAllocStringByteLen(reinterpret_cast<const char*>(source), SysStringByteLen(source));
-            if (copy == nullptr)
-                return E_OUTOFMEMORY;
+            if (source == nullptr) continue;
+            BSTR copy = SysAllocStringByteLen(reinterpret_cast<const char*>(source),
+                                              SysStringByteLen(source));
+            if (copy == nullptr) return E_OUTOFMEMORY;
             *reinterpret_cast<BSTR*>(to + i * size) = copy;
         }
     } else if (psa->fFeatures & FADF_VARIANT) {
         for (size_t i = 0; i < count; ++i) {
             HRESULT hr = VariantCopy(reinterpret_cast<VARIANT*>(to + i * size),
                                      reinterpret_cast<const VARIANT*>(from + i * size));
-            if (FAILED(hr))
-                return hr;
+            if (FAILED(hr)) return hr;
         }
     } else {
         std::memcpy(to, from, count * size);
         if (psa->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH))
             for (size_t i = 0; i < count; ++i)
-                if (auto* unknown = *reinterpret_cast<IUnknown**>(to + i * size))
-                    unknown->AddRef();
+                if (auto* unknown = *reinterpret_cast<IUnknown**>(to + i * size)) unknown->AddRef();
     }
     return S_OK;
 }
 
 SAFEARRAY* AllocateDescriptor(VARTYPE vt, UINT cDims) noexcept {
     auto* block = static_cast<char*>(std::calloc(DescriptorSize(cDims), 1));
-    if (block == nullptr)
-        return nullptr;
+    if (block == nullptr) return nullptr;
     auto* psa = reinterpret_cast<SAFEARRAY*>(block + kPrefix);
     psa->cDims = USHORT(cDims);
     psa->fFeatures = FeaturesOf(vt);
@@ -162,20 +159,20 @@ SAFEARRAY* AllocateDescriptor(VARTYPE vt, UINT cDims) noexcept {
     return psa;
 }
 
-std::atomic_ref<ULONG> Locks(SAFEARRAY* psa) noexcept { return std::atomic_ref<ULONG>(psa->cLocks); }
+std::atomic_ref<ULONG> Locks(SAFEARRAY* psa) noexcept {
+    return std::atomic_ref<ULONG>(psa->cLocks);
+}
 
 } // namespace
 
 SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* bounds) noexcept {
-    if (cDims == 0 || cDims > 0xFFFF || bounds == nullptr || ElementSize(vt) == 0)
-        return nullptr;
+    if (cDims == 0 || cDims > 0xFFFF || bounds == nullptr || ElementSize(vt) == 0) return nullptr;
     SAFEARRAY* psa = AllocateDescriptor(vt, cDims);
-    if (psa == nullptr)
-        return nullptr;
-    for (UINT i = 0; i < cDims; ++i)
-        psa->rgsabound[cDims - 1 - i] = bounds[i];
+    if (psa == nullptr) return nullptr;
+    for (UINT i = 0; i < cDims; ++i) psa->rgsabound[cDims - 1 - i] = bounds[i];
     size_t count;
-    if (!CountElements(psa, count) || (psa->pvData = AllocateData(count * psa->cbElements)) == nullptr) {
+    if (!CountElements(psa, count) ||
+        (psa->pvData = AllocateData(count * psa->cbElements)) == nullptr) {
         std::free(BlockOf(psa));
         return nullptr;
     }
@@ -188,34 +185,32 @@ SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lowerBound, ULONG count) noexc
 }
 
 HRESULT SafeArrayDestroy(SAFEARRAY* psa) noexcept {
-    if (psa == nullptr)
-        return S_OK;
-    if (Locks(psa).load() != 0)
-        return DISP_E_ARRAYISLOCKED;
+    if (psa == nullptr) return S_OK;
+    if (Locks(psa).load() != 0) return DISP_E_ARRAYISLOCKED;
     ClearElements(psa, 0, ElementCount(psa));
     std::free(psa->pvData);
     std::free(BlockOf(psa));
     return S_OK;
 }
 
-UINT SafeArrayGetDim(SAFEARRAY* psa) noexcept { return psa ? psa->cDims : 0; }
+UINT SafeArrayGetDim(SAFEARRAY* psa) noexcept {
+    return psa ? psa->cDims : 0;
+}
 
-UINT SafeArrayGetElemsize(SAFEARRAY* psa) noexcept { return psa ? psa->cbElements : 0; }
+UINT SafeArrayGetElemsize(SAFEARRAY* psa) noexcept {
+    return psa ? psa->cbElements : 0;
+}
 
 HRESULT SafeArrayGetLBound(SAFEARRAY* psa, UINT dim, LONG* bound) noexcept {
-    if (psa == nullptr || bound == nullptr)
-        return E_INVALIDARG;
-    if (dim < 1 || dim > psa->cDims)
-        return DISP_E_BADINDEX;
+    if (psa == nullptr || bound == nullptr) return E_INVALIDARG;
+    if (dim < 1 || dim > psa->cDims) return DISP_E_BADINDEX;
     *bound = psa->rgsabound[psa->cDims - dim].lLbound;
     return S_OK;
 }
 
 HRESULT SafeArrayGetUBound(SAFEARRAY* psa, UINT dim, LONG* bound) noexcept {
-    if (psa == nullptr || bound == nullptr)
-        return E_INVALIDARG;
-    if (dim < 1 || dim > psa->cDims)
-        return DISP_E_BADINDEX;
+    if (psa == nullptr || bound == nullptr) return E_INVALIDARG;
+    if (dim < 1 || dim > psa->cDims) return DISP_E_BADINDEX;
     const SAFEARRAYBOUND& b = psa->rgsabound[psa->cDims - dim];
     // An empty dimension has its upper bound one below the lower, as in OLE.
     *bound = LONG(std::int64_t(b.lLbound) + std::int64_t(b.cElements) - 1);
@@ -223,22 +218,19 @@ HRESULT SafeArrayGetUBound(SAFEARRAY* psa, UINT dim, LONG* bound) noexcept {
 }
 
 HRESULT SafeArrayGetVartype(SAFEARRAY* psa, VARTYPE* vt) noexcept {
-    if (psa == nullptr || vt == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr || vt == nullptr) return E_INVALIDARG;
     *vt = LoadVartype(psa);
     return S_OK;
 }
 
 HRESULT SafeArrayPtrOfIndex(SAFEARRAY* psa, LONG* indices, void** element) noexcept {
-    if (psa == nullptr || indices == nullptr || element == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr || indices == nullptr || element == nullptr) return E_INVALIDARG;
     size_t offset = 0;
     size_t stride = 1;
     for (USHORT i = 0; i < psa->cDims; ++i) {
         const SAFEARRAYBOUND& b = psa->rgsabound[psa->cDims - 1 - i];
         std::int64_t position = std::int64_t(indices[i]) - b.lLbound;
-        if (position < 0 || position >= std::int64_t(b.cElements))
-            return DISP_E_BADINDEX;
+        if (position < 0 || position >= std::int64_t(b.cElements)) return DISP_E_BADINDEX;
         offset += size_t(position) * stride;
         stride *= b.cElements;
     }
@@ -247,17 +239,16 @@ HRESULT SafeArrayPtrOfIndex(SAFEARRAY* psa, LONG* indices, void** element) noexc
 }
 
 HRESULT SafeArrayPutElement(SAFEARRAY* psa, LONG* indices, void* value) noexcept {
-    if (psa == nullptr || indices == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr || indices == nullptr) return E_INVALIDARG;
     void* element;
     HRESULT hr = SafeArrayPtrOfIndex(psa, indices, &element);
-    if (FAILED(hr))
-        return hr;
+    if (FAILED(hr)) return hr;
     if (psa->fFeatures & FADF_BSTR) {
         BSTR source = static_cast<BSTR>(value);
         BSTR copy = nullptr;
         if (source != nullptr &&
-            (copy = SysAllocStringByteLen(reinterpret_cast<const char*>(source), SysStringByteLen(source))) == nullptr)
+            (copy = SysAllocStringByteLen(reinterpret_cast<const char*>(source),
+                                          SysStringByteLen(source))) == nullptr)
             return E_OUTOFMEMORY;
         SysFreeString(*static_cast<BSTR*>(element));
         *static_cast<BSTR*>(element) = copy;
@@ -265,16 +256,13 @@ HRESULT SafeArrayPutElement(SAFEARRAY* psa, LONG* indices, void* value) noexcept
     }
     if (psa->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
         auto* fresh = static_cast<IUnknown*>(value);
-        if (fresh != nullptr)
-            fresh->AddRef();
+        if (fresh != nullptr) fresh->AddRef();
         IUnknown* old = *static_cast<IUnknown**>(element);
         *static_cast<IUnknown**>(element) = fresh;
-        if (old != nullptr)
-            old->Release();
+        if (old != nullptr) old->Release();
         return S_OK;
     }
-    if (value == nullptr)
-        return E_INVALIDARG;
+    if (value == nullptr) return E_INVALIDARG;
     if (psa->fFeatures & FADF_VARIANT)
         return VariantCopy(static_cast<VARIANT*>(element), static_cast<const VARIANT*>(value));
     std::memmove(element, value, psa->cbElements);
@@ -282,18 +270,15 @@ HRESULT SafeArrayPutElement(SAFEARRAY* psa, LONG* indices, void* value) noexcept
 }
 
 HRESULT SafeArrayGetElement(SAFEARRAY* psa, LONG* indices, void* value) noexcept {
-    if (psa == nullptr || indices == nullptr || value == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr || indices == nullptr || value == nullptr) return E_INVALIDARG;
     void* element;
     HRESULT hr = SafeArrayPtrOfIndex(psa, indices, &element);
-    if (FAILED(hr))
-        return hr;
+    if (FAILED(hr)) return hr;
     if (psa->fFeatures & FADF_VARIANT) {
         VARIANT copy;
         VariantInit(&copy);
         hr = VariantCopy(&copy, static_cast<const VARIANT*>(element));
-        if (SUCCEEDED(hr))
-            std::memcpy(value, &copy, sizeof copy);
+        if (SUCCEEDED(hr)) std::memcpy(value, &copy, sizeof copy);
         return hr;
     }
     std::memset(value, 0, psa->cbElements);
@@ -301,43 +286,39 @@ HRESULT SafeArrayGetElement(SAFEARRAY* psa, LONG* indices, void* value) noexcept
 }
 
 HRESULT SafeArrayLock(SAFEARRAY* psa) noexcept {
-    if (psa == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr) return E_INVALIDARG;
     Locks(psa).fetch_add(1);
     return S_OK;
 }
 
 HRESULT SafeArrayUnlock(SAFEARRAY* psa) noexcept {
-    if (psa == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr) return E_INVALIDARG;
     ULONG current = Locks(psa).load();
     do {
-        if (current == 0)
-            return E_UNEXPECTED;
+        if (current == 0) return E_UNEXPECTED;
     } while (!Locks(psa).compare_exchange_weak(current, current - 1));
     return S_OK;
 }
 
 HRESULT SafeArrayAccessData(SAFEARRAY* psa, void** data) noexcept {
-    if (psa == nullptr || data == nullptr)
-        return E_INVALIDARG;
+    if (psa == nullptr || data == nullptr) return E_INVALIDARG;
     SafeArrayLock(psa);
     *data = psa->pvData;
     return S_OK;
 }
 
-HRESULT SafeArrayUnaccessData(SAFEARRAY* psa) noexcept { return SafeArrayUnlock(psa); }
+HRESULT SafeArrayUnaccessData(SAFEARRAY* psa) noexcept {
+    return SafeArrayUnlock(psa);
+}
 
 HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** copy) noexcept {
-    if (copy == nullptr)
-        return E_INVALIDARG;
+    if (copy == nullptr) return E_INVALIDARG;
     *copy = nullptr;
-    if (psa == nullptr)
-        return S_OK;
+    if (psa == nullptr) return S_OK;
     SAFEARRAY* result = AllocateDescriptor(LoadVartype(psa), psa->cDims);
-    if (result == nullptr)
-        return E_OUTOFMEMORY;
-    result->fFeatures = psa->fFeatures & ~(FADF_AUTO | FADF_STATIC | FADF_EMBEDDED | FADF_FIXEDSIZE);
+    if (result == nullptr) return E_OUTOFMEMORY;
+    result->fFeatures =
+        psa->fFeatures & ~(FADF_AUTO | FADF_STATIC | FADF_EMBEDDED | FADF_FIXEDSIZE);
     result->cbElements = psa->cbElements;
     std::memcpy(result->rgsabound, psa->rgsabound, psa->cDims * sizeof(SAFEARRAYBOUND));
     const size_t count = ElementCount(psa);
@@ -346,7 +327,8 @@ HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** copy) noexcept {
         std::free(BlockOf(result));
         return E_OUTOFMEMORY;
     }
-    HRESULT hr = CopyElements(psa, static_cast<const char*>(psa->pvData), static_cast<char*>(result->pvData), count);
+    HRESULT hr = CopyElements(psa, static_cast<const char*>(psa->pvData),
+                              static_cast<char*>(result->pvData), count);
     if (FAILED(hr)) {
         SafeArrayDestroy(result);
         return hr;
@@ -356,10 +338,8 @@ HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** copy) noexcept {
 }
 
 HRESULT SafeArrayRedim(SAFEARRAY* psa, SAFEARRAYBOUND* newBound) noexcept {
-    if (psa == nullptr || newBound == nullptr)
-        return E_INVALIDARG;
-    if (Locks(psa).load() != 0)
-        return DISP_E_ARRAYISLOCKED;
+    if (psa == nullptr || newBound == nullptr) return E_INVALIDARG;
+    if (Locks(psa).load() != 0) return DISP_E_ARRAYISLOCKED;
     // The last dimension varies slowest, so resizing it keeps every other
     // element where it is: the data only grows or shrinks at the end.
     const size_t oldCount = ElementCount(psa);
@@ -375,8 +355,7 @@ HRESULT SafeArrayRedim(SAFEARRAY* psa, SAFEARRAYBOUND* newBound) noexcept {
         psa->rgsabound[0] = oldBound;
         return E_OUTOFMEMORY;
     }
-    if (newCount < oldCount)
-        ClearElements(psa, newCount, oldCount - newCount);
+    if (newCount < oldCount) ClearElements(psa, newCount, oldCount - newCount);
     const size_t kept = newCount < oldCount ? newCount : oldCount;
     std::memcpy(data, psa->pvData, kept * psa->cbElements);
     std::free(psa->pvData);

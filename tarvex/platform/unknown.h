@@ -105,30 +105,25 @@ public:
     CComPtr() noexcept = default;
     CComPtr(std::nullptr_t) noexcept {}
     CComPtr(T* p) noexcept : p(p) {
-        if (p)
-            p->AddRef();
+        if (p) p->AddRef();
     }
     CComPtr(const CComPtr& other) noexcept : CComPtr(other.p) {}
     CComPtr(CComPtr&& other) noexcept : p(std::exchange(other.p, nullptr)) {}
     ~CComPtr() {
-        if (p)
-            p->Release();
+        if (p) p->Release();
     }
 
     CComPtr& operator=(T* other) noexcept {
-        if (other)
-            other->AddRef();
+        if (other) other->AddRef();
         T* old = std::exchange(p, other);
-        if (old)
-            old->Release();
+        if (old) old->Release();
         return *this;
     }
     CComPtr& operator=(const CComPtr& other) noexcept { return *this = other.p; }
     CComPtr& operator=(CComPtr&& other) noexcept {
         if (this != std::addressof(other)) {
             T* old = std::exchange(p, std::exchange(other.p, nullptr));
-            if (old)
-                old->Release();
+            if (old) old->Release();
         }
         return *this;
     }
@@ -146,33 +141,27 @@ public:
 
     // Drops the reference held; the familiar name, not IUnknown's.
     void Release() noexcept {
-        if (T* old = std::exchange(p, nullptr))
-            old->Release();
+        if (T* old = std::exchange(p, nullptr)) old->Release();
     }
     // Takes over a reference without AddRef.
     void Attach(T* other) noexcept {
         T* old = std::exchange(p, other);
-        if (old)
-            old->Release();
+        if (old) old->Release();
     }
     // Gives up the reference without Release.
     T* Detach() noexcept { return std::exchange(p, nullptr); }
     // A new reference for the caller.
     HRESULT CopyTo(T** out) const noexcept {
-        if (out == nullptr)
-            return E_POINTER;
+        if (out == nullptr) return E_POINTER;
         *out = p;
-        if (p)
-            p->AddRef();
+        if (p) p->AddRef();
         return S_OK;
     }
     template <class Q>
     HRESULT QueryInterface(REFIID riid, Q** out) const noexcept {
-        if (out == nullptr)
-            return E_POINTER;
+        if (out == nullptr) return E_POINTER;
         *out = nullptr;
-        if (p == nullptr)
-            return E_POINTER;
+        if (p == nullptr) return E_POINTER;
         return p->QueryInterface(riid, reinterpret_cast<void**>(out));
     }
 

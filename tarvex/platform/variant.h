@@ -73,11 +73,11 @@ enum VARENUM {
 };
 
 // Flags of VariantChangeType.
-constexpr USHORT VARIANT_NOVALUEPROP = 0x01;  // don't ask an object for its value
-constexpr USHORT VARIANT_ALPHABOOL = 0x02;    // VT_BOOL to text as "True"/"False"
+constexpr USHORT VARIANT_NOVALUEPROP = 0x01; // don't ask an object for its value
+constexpr USHORT VARIANT_ALPHABOOL = 0x02;   // VT_BOOL to text as "True"/"False"
 constexpr USHORT VARIANT_NOUSEROVERRIDE = 0x04;
 constexpr USHORT VARIANT_CALENDAR_HIJRI = 0x08;
-constexpr USHORT VARIANT_LOCALBOOL = 0x10;    // as VARIANT_ALPHABOOL: one language here
+constexpr USHORT VARIANT_LOCALBOOL = 0x10; // as VARIANT_ALPHABOOL: one language here
 constexpr USHORT VARIANT_CALENDAR_THAI = 0x20;
 constexpr USHORT VARIANT_CALENDAR_GREGORIAN = 0x40;
 constexpr USHORT VARIANT_USE_NLS = 0x80;
@@ -212,9 +212,11 @@ HRESULT VariantCopyInd(VARIANT* dest, const VARIANTARG* src) noexcept;
 //   - VT_DISPATCH or VT_UNKNOWN to a value type: the object's value property
 //     (DISPID_VALUE, DISPATCH_PROPERTYGET), unless VARIANT_NOVALUEPROP;
 //     DISP_E_TYPEMISMATCH if the object gives none or is null.
-//   - Arrays convert only to their own type. VT_CY, VT_DECIMAL and VT_RECORD
-//     are carried by copy but not converted.
-HRESULT VariantChangeType(VARIANTARG* dest, const VARIANTARG* src, USHORT flags, VARTYPE vt) noexcept;
+//   - Arrays convert only to their own type. VT_CY is carried by copy but not
+//     converted. VT_DECIMAL and VT_RECORD values are not modelled and give
+//     DISP_E_BADVARTYPE everywhere (VT_DECIMAL arrays do exist).
+HRESULT VariantChangeType(VARIANTARG* dest, const VARIANTARG* src, USHORT flags,
+                          VARTYPE vt) noexcept;
 HRESULT VariantChangeTypeEx(VARIANTARG* dest, const VARIANTARG* src, LCID lcid, USHORT flags,
                             VARTYPE vt) noexcept;
 

@@ -35,7 +35,9 @@ void CivilFromDays(std::int64_t z, int& year, int& month, int& day) noexcept {
 
 constexpr std::int64_t kEpochDays = DaysFromCivil(1899, 12, 30);
 
-bool IsLeap(int year) noexcept { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+bool IsLeap(int year) noexcept {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
 
 int DaysInMonth(int year, int month) noexcept {
     static constexpr int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -54,8 +56,7 @@ void FromTm(const std::tm& tm, long nanoseconds, SYSTEMTIME* time) noexcept {
 }
 
 void Now(SYSTEMTIME* time, bool local) noexcept {
-    if (time == nullptr)
-        return;
+    if (time == nullptr) return;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     std::tm tm{};
@@ -85,10 +86,9 @@ bool MakeVariantDate(int year, int month, int day, int hour, int minute, double 
 } // namespace tarvex
 
 INT SystemTimeToVariantTime(const SYSTEMTIME* time, double* date) noexcept {
-    if (time == nullptr || date == nullptr)
-        return FALSE;
-    return tarvex::MakeVariantDate(time->wYear, time->wMonth, time->wDay, time->wHour, time->wMinute,
-                                   time->wSecond, *date)
+    if (time == nullptr || date == nullptr) return FALSE;
+    return tarvex::MakeVariantDate(time->wYear, time->wMonth, time->wDay, time->wHour,
+                                   time->wMinute, time->wSecond, *date)
                ? TRUE
                : FALSE;
 }
@@ -103,8 +103,7 @@ INT VariantTimeToSystemTime(double date, SYSTEMTIME* time) noexcept {
         ++day;
         seconds -= 86400;
     }
-    if (day < kFirstDay || day > kLastDay)
-        return FALSE;
+    if (day < kFirstDay || day > kLastDay) return FALSE;
     int year, month, dayOfMonth;
     CivilFromDays(day + kEpochDays, year, month, dayOfMonth);
     time->wYear = WORD(year);
@@ -118,6 +117,10 @@ INT VariantTimeToSystemTime(double date, SYSTEMTIME* time) noexcept {
     return TRUE;
 }
 
-void GetLocalTime(SYSTEMTIME* time) noexcept { Now(time, true); }
+void GetLocalTime(SYSTEMTIME* time) noexcept {
+    Now(time, true);
+}
 
-void GetSystemTime(SYSTEMTIME* time) noexcept { Now(time, false); }
+void GetSystemTime(SYSTEMTIME* time) noexcept {
+    Now(time, false);
+}

@@ -36,8 +36,7 @@ TEST(BstrTest, NullSourceGivesZeroFilledStringOfTheLength) {
     BSTR s = SysAllocStringLen(nullptr, 5);
     ASSERT_NE(s, nullptr);
     EXPECT_EQ(SysStringLen(s), 5u);
-    for (int i = 0; i <= 5; ++i)
-        EXPECT_EQ(s[i], 0) << i;
+    for (int i = 0; i <= 5; ++i) EXPECT_EQ(s[i], 0) << i;
     SysFreeString(s);
 }
 

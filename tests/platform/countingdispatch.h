@@ -30,15 +30,16 @@ public:
         return S_OK;
     }
     HRESULT GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return DISP_E_UNKNOWNNAME; }
-    HRESULT Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result, EXCEPINFO*,
-                   UINT*) override {
+    HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return DISP_E_UNKNOWNNAME;
+    }
+    HRESULT Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* params, VARIANT* result,
+                   EXCEPINFO*, UINT*) override {
         ++invokes;
         lastId = id;
         lastFlags = flags;
         lastArgs = params ? params->cArgs : ~0u;
-        if (id != DISPID_VALUE || !hasValue)
-            return DISP_E_MEMBERNOTFOUND;
+        if (id != DISPID_VALUE || !hasValue) return DISP_E_MEMBERNOTFOUND;
         return VariantCopy(result, &value);
     }
 
@@ -57,6 +58,8 @@ public:
     UINT lastArgs = 0;
 };
 
-inline std::u16string Text(BSTR text) { return text ? std::u16string(text, SysStringLen(text)) : std::u16string(); }
+inline std::u16string Text(BSTR text) {
+    return text ? std::u16string(text, SysStringLen(text)) : std::u16string();
+}
 
 } // namespace tarvex_test

@@ -130,8 +130,7 @@ public:
     ULONG AddRef() override { return ++refs; }
     ULONG Release() override { return --refs; }
     HRESULT CreateInstance(IUnknown* outer, REFIID riid, void** object) override {
-        if (outer)
-            return CLASS_E_NOAGGREGATION;
+        if (outer) return CLASS_E_NOAGGREGATION;
         return product.QueryInterface(riid, object);
     }
     HRESULT LockServer(BOOL) override { return S_OK; }
@@ -140,8 +139,10 @@ public:
     CountingDispatch product;
 };
 
-constexpr CLSID kTestClass = {0x6B1E3D2A, 0x0C4F, 0x4E7A, {0x9A, 0x11, 0x52, 0x3C, 0x7D, 0x80, 0x01, 0x02}};
-constexpr CLSID kOtherClass = {0x6B1E3D2A, 0x0C4F, 0x4E7A, {0x9A, 0x11, 0x52, 0x3C, 0x7D, 0x80, 0x01, 0x03}};
+constexpr CLSID kTestClass = {
+    0x6B1E3D2A, 0x0C4F, 0x4E7A, {0x9A, 0x11, 0x52, 0x3C, 0x7D, 0x80, 0x01, 0x02}};
+constexpr CLSID kOtherClass = {
+    0x6B1E3D2A, 0x0C4F, 0x4E7A, {0x9A, 0x11, 0x52, 0x3C, 0x7D, 0x80, 0x01, 0x03}};
 
 TEST(ClassRegistryTest, CreatesRegisteredClassesByProgIdOrClsid) {
     TestFactory factory;
@@ -155,13 +156,16 @@ TEST(ClassRegistryTest, CreatesRegisteredClassesByProgIdOrClsid) {
     EXPECT_EQ(clsid, kTestClass);
 
     IDispatch* object = nullptr;
-    ASSERT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_ALL, IID_IDispatch, reinterpret_cast<void**>(&object)), S_OK);
+    ASSERT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_ALL, IID_IDispatch,
+                               reinterpret_cast<void**>(&object)),
+              S_OK);
     EXPECT_EQ(object, &factory.product);
     object->Release();
     EXPECT_EQ(factory.refs, 2u); // the call's own reference to the factory is gone
 
     IClassFactory* got = nullptr;
-    ASSERT_EQ(CoGetClassObject(kTestClass, CLSCTX_ALL, nullptr, IID_IClassFactory, reinterpret_cast<void**>(&got)),
+    ASSERT_EQ(CoGetClassObject(kTestClass, CLSCTX_ALL, nullptr, IID_IClassFactory,
+                               reinterpret_cast<void**>(&got)),
               S_OK);
     EXPECT_EQ(got, &factory);
     got->Release();
@@ -174,7 +178,8 @@ TEST(ClassRegistryTest, CreatesRegisteredClassesByProgIdOrClsid) {
 
 TEST(ClassRegistryTest, UnknownClassesAreReported) {
     void* object = reinterpret_cast<void*>(1);
-    EXPECT_EQ(CoCreateInstance(kOtherClass, nullptr, CLSCTX_ALL, IID_IUnknown, &object), REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(CoCreateInstance(kOtherClass, nullptr, CLSCTX_ALL, IID_IUnknown, &object),
+              REGDB_E_CLASSNOTREG);
     EXPECT_EQ(object, nullptr);
     CLSID clsid = kOtherClass;
     EXPECT_EQ(CLSIDFromProgID(u"No.Such.Class", &clsid), CO_E_CLASSSTRING);

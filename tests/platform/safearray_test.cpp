@@ -172,8 +172,7 @@ TEST(SafeArrayTest, RedimKeepsElementsAndFreesThoseCutOff) {
     EXPECT_EQ(upper, 3);
     BSTR* data = static_cast<BSTR*>(psa->pvData);
     EXPECT_EQ(Text(data[0]), u"zero");
-    for (int i = 1; i < 4; ++i)
-        EXPECT_EQ(data[i], nullptr);
+    for (int i = 1; i < 4; ++i) EXPECT_EQ(data[i], nullptr);
     SafeArrayDestroy(psa);
 }
 
@@ -198,8 +197,7 @@ TEST(SafeArrayTest, MultiDimensionalLayoutHasTheFirstIndexFastest) {
         }
     const LONG* data = static_cast<const LONG*>(psa->pvData);
     const LONG expected[6] = {10, 20, 11, 21, 12, 22};
-    for (int k = 0; k < 6; ++k)
-        EXPECT_EQ(data[k], expected[k]) << k;
+    for (int k = 0; k < 6; ++k) EXPECT_EQ(data[k], expected[k]) << k;
     LONG outside[2] = {1, 3};
     LONG value;
     EXPECT_EQ(SafeArrayGetElement(psa, outside, &value), DISP_E_BADINDEX);

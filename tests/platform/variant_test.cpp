@@ -32,8 +32,17 @@ TEST(VariantChangeTypeTest, RealsRoundHalfToEven) {
     struct Case {
         double in;
         LONG out;
-    } cases[] = {{2.5, 2}, {3.5, 4}, {-2.5, -2}, {-3.5, -4}, {0.5, 0}, {1.5, 2},
-                 {2.4999, 2}, {2.5001, 3}, {-0.4, 0}, {-0.6, -1}, {1e9 + 0.5, 1000000000}};
+    } cases[] = {{2.5, 2},
+                 {3.5, 4},
+                 {-2.5, -2},
+                 {-3.5, -4},
+                 {0.5, 0},
+                 {1.5, 2},
+                 {2.4999, 2},
+                 {2.5001, 3},
+                 {-0.4, 0},
+                 {-0.6, -1},
+                 {1e9 + 0.5, 1000000000}};
     for (const Case& c : cases) {
         COleVariant out;
         ASSERT_EQ(Change(out, COleVariant(c.in), VT_I4), S_OK) << c.in;
@@ -99,7 +108,7 @@ TEST(VariantChangeTypeTest, TextNumbersTakeBlanksSignPointAndExponent) {
     struct Case {
         const char16_t* text;
         double value;
-    } cases[] = {{u" -2.5e1 ", -25}, {u"+.5", 0.5}, {u"5.", 5}, {u"1E3", 1000},
+    } cases[] = {{u" -2.5e1 ", -25}, {u"+.5", 0.5},  {u"5.", 5},  {u"1E3", 1000},
                  {u"\t42\n", 42},    {u"1e-400", 0}, {u"007", 7}, {u"-1.5E-2", -0.015}};
     for (const Case& c : cases) {
         COleVariant out;
@@ -112,7 +121,8 @@ TEST(VariantChangeTypeTest, TextNumbersTakeBlanksSignPointAndExponent) {
 
 // A comma is no decimal separator and no thousands separator here.
 TEST(VariantChangeTypeTest, MalformedNumberTextIsATypeMismatch) {
-    const char16_t* texts[] = {u"1,5", u"", u"  ", u"abc", u"1.2.3", u"1e", u"e5", u"- 1", u"0x10", u"1 2", u".", u"+"};
+    const char16_t* texts[] = {u"1,5", u"",    u"  ",   u"abc", u"1.2.3", u"1e",
+                               u"e5",  u"- 1", u"0x10", u"1 2", u".",     u"+"};
     for (const char16_t* text : texts) {
         COleVariant out(LONG(7));
         EXPECT_EQ(Change(out, COleVariant(text), VT_I4), DISP_E_TYPEMISMATCH);
@@ -120,14 +130,14 @@ TEST(VariantChangeTypeTest, MalformedNumberTextIsATypeMismatch) {
         EXPECT_EQ(out.lVal, 7);
     }
     // Text ends at an embedded null, as a C string would.
-    VARIANT v;
-    VariantInit(&v);
+    COleVariant v;
     v.vt = VT_BSTR;
-    v.bstrVal = SysAllocStringLen(u"12\0" u"34", 5);
+    v.bstrVal = SysAllocStringLen(u"12\0"
+                                  u"34",
+                                  5);
     COleVariant out;
     ASSERT_EQ(Change(out, v, VT_I4), S_OK);
     EXPECT_EQ(out.lVal, 12);
-    VariantClear(&v);
 }
 
 TEST(VariantChangeTypeTest, RealsWriteLikeOle) {

@@ -25,8 +25,9 @@ SYSTEMTIME Make(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
 
 std::string Fields(const SYSTEMTIME& st) {
     char buffer[64];
-    std::snprintf(buffer, sizeof buffer, "%04u-%02u-%02u %02u:%02u:%02u.%03u dow%u", st.wYear, st.wMonth, st.wDay,
-                  st.wHour, st.wMinute, st.wSecond, st.wMilliseconds, st.wDayOfWeek);
+    std::snprintf(buffer, sizeof buffer, "%04u-%02u-%02u %02u:%02u:%02u.%03u dow%u", st.wYear,
+                  st.wMonth, st.wDay, st.wHour, st.wMinute, st.wSecond, st.wMilliseconds,
+                  st.wDayOfWeek);
     return buffer;
 }
 
@@ -50,9 +51,15 @@ TEST(VarTimeTest, KnownDaysAndTheNegativeEncoding) {
 }
 
 TEST(VarTimeTest, FieldsRoundTripAcrossTheWholeRange) {
-    const SYSTEMTIME samples[] = {Make(100, 1, 1),           Make(1600, 2, 29, 23, 59, 59), Make(1899, 12, 29, 6),
-                                  Make(1899, 12, 30, 0, 0, 1), Make(1900, 3, 1, 12, 30),     Make(1970, 1, 1),
-                                  Make(2000, 2, 29, 8, 7, 6), Make(2024, 12, 31, 23, 59, 59), Make(9999, 12, 31, 23, 59, 59)};
+    const SYSTEMTIME samples[] = {Make(100, 1, 1),
+                                  Make(1600, 2, 29, 23, 59, 59),
+                                  Make(1899, 12, 29, 6),
+                                  Make(1899, 12, 30, 0, 0, 1),
+                                  Make(1900, 3, 1, 12, 30),
+                                  Make(1970, 1, 1),
+                                  Make(2000, 2, 29, 8, 7, 6),
+                                  Make(2024, 12, 31, 23, 59, 59),
+                                  Make(9999, 12, 31, 23, 59, 59)};
     for (const SYSTEMTIME& st : samples) {
         double date = 0;
         ASSERT_TRUE(SystemTimeToVariantTime(&st, &date)) << Fields(st);
@@ -78,9 +85,11 @@ TEST(VarTimeTest, RoundsToTheNearestSecond) {
 }
 
 TEST(VarTimeTest, InvalidFieldsAndDatesFail) {
-    const SYSTEMTIME bad[] = {Make(2020, 13, 1), Make(2020, 0, 1),        Make(2020, 1, 0),  Make(1900, 2, 29),
-                              Make(2021, 4, 31), Make(2020, 1, 1, 24),    Make(2020, 1, 1, 0, 60),
-                              Make(2020, 1, 1, 0, 0, 60), Make(99, 12, 31), Make(10000, 1, 1)};
+    const SYSTEMTIME bad[] = {Make(2020, 13, 1),       Make(2020, 0, 1),
+                              Make(2020, 1, 0),        Make(1900, 2, 29),
+                              Make(2021, 4, 31),       Make(2020, 1, 1, 24),
+                              Make(2020, 1, 1, 0, 60), Make(2020, 1, 1, 0, 0, 60),
+                              Make(99, 12, 31),        Make(10000, 1, 1)};
     for (const SYSTEMTIME& st : bad) {
         double date = 123;
         EXPECT_FALSE(SystemTimeToVariantTime(&st, &date)) << Fields(st);
@@ -140,18 +149,31 @@ TEST(DateTextTest, ParsesTheAcceptedForms) {
 }
 
 TEST(DateTextTest, RejectsOtherTextAndImpossibleDates) {
-    const char16_t* texts[] = {u"",           u"13.13.2020", u"30.02.2020", u"2020/01/01", u"01.01.20",
-                               u"12:3",       u"25:00",      u"2020-01-01X", u"2020-01-01T", u"1.1.2020T10:00",
-                               u"01.01.2020 10", u"10:00:00 PM", u"0099-01-01", u"2020-1-1-1"};
+    const char16_t* texts[] = {u"",
+                               u"13.13.2020",
+                               u"30.02.2020",
+                               u"2020/01/01",
+                               u"01.01.20",
+                               u"12:3",
+                               u"25:00",
+                               u"2020-01-01X",
+                               u"2020-01-01T",
+                               u"1.1.2020T10:00",
+                               u"01.01.2020 10",
+                               u"10:00:00 PM",
+                               u"0099-01-01",
+                               u"2020-1-1-1"};
     for (const char16_t* text : texts) {
         DATE date = 7;
-        EXPECT_EQ(VarDateFromStr(text, 0, 0, &date), DISP_E_TYPEMISMATCH) << std::string(text, text + 5);
+        EXPECT_EQ(VarDateFromStr(text, 0, 0, &date), DISP_E_TYPEMISMATCH)
+            << std::string(text, text + 5);
         EXPECT_EQ(date, 7);
     }
 }
 
 TEST(DateTextTest, TextRoundTripsToTheSecond) {
-    const double dates[] = {43831.0, 43831.123456, -1.25, -700.9, 0.999, 0.3, 2958465.5, -657434.75};
+    const double dates[] = {43831.0, 43831.123456, -1.25,     -700.9,
+                            0.999,   0.3,          2958465.5, -657434.75};
     for (double date : dates) {
         std::u16string text = DateText(date);
         DATE back = 0;
