@@ -15,6 +15,10 @@ function(tarvex_layer name)
     file(CREATE_LINK ${CMAKE_SOURCE_DIR}/tarvex/${name} ${stage}/tarvex/${name} SYMBOLIC)
 
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tarvex/${name}/*.cpp)
+    if(NOT sources) # a layer of headers only still needs an object to carry its usage
+        set(sources ${TARVEX_GENERATED}/empty_${name}.cpp)
+        file(WRITE ${sources} "")
+    endif()
     add_library(tarvex_${name} OBJECT ${sources})
     target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${stage}>)
     target_compile_options(tarvex_${name} PRIVATE -Wall -Wextra)
