@@ -34,6 +34,7 @@ public:
           m_nMaximumDelta(other.m_nMaximumDelta),
           m_pData(other.m_nPhysicalLength > 0 ? Allocate(other.m_nPhysicalLength) : nullptr),
           m_nLength(0) {
+        if (!m_pData) return; // no capacity, so nothing to copy
         CopyElements(m_pData, other.m_pData, other.m_nLength);
         m_nLength = other.m_nLength;
     }

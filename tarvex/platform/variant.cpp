@@ -694,8 +694,8 @@ bool IsIntegerSource(VARTYPE vt) noexcept {
 }
 
 HRESULT ToIntegerType(const VARIANT& s, VARTYPE vt, VARIANT& out) {
-    int bits;
-    bool isSigned;
+    int bits = 0;
+    bool isSigned = false;
     IntegerTarget(vt, bits, isSigned);
     if (s.vt == VT_BOOL && !isSigned) {
         // VARIANT_TRUE keeps its bits: 255, 65535, ...
