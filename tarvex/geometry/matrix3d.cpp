@@ -66,10 +66,11 @@ CTXMatrix3d CTXMatrix3d::alignCoordSys(const CTXPoint3d& fromOrigin, const CTXVe
     return to * from.inverse();
 }
 
-CTXMatrix3d& CTXMatrix3d::setToAlignCoordSys(
-    const CTXPoint3d& fromOrigin, const CTXVector3d& fromXAxis, const CTXVector3d& fromYAxis,
-    const CTXVector3d& fromZAxis, const CTXPoint3d& toOrigin, const CTXVector3d& toXAxis,
-    const CTXVector3d& toYAxis, const CTXVector3d& toZAxis) {
+CTXMatrix3d&
+CTXMatrix3d::setToAlignCoordSys(const CTXPoint3d& fromOrigin, const CTXVector3d& fromXAxis,
+                                const CTXVector3d& fromYAxis, const CTXVector3d& fromZAxis,
+                                const CTXPoint3d& toOrigin, const CTXVector3d& toXAxis,
+                                const CTXVector3d& toYAxis, const CTXVector3d& toZAxis) {
     return *this = alignCoordSys(fromOrigin, fromXAxis, fromYAxis, fromZAxis, toOrigin, toXAxis,
                                  toYAxis, toZAxis);
 }
