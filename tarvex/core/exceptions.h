@@ -21,6 +21,16 @@ public:
     // and parameter list are dropped.
     static CString FormatCodePos(const char* function, int line);
 
+    // Sends the text to the debugger output and then to the log as an error.
+    static void LogErrorMsg(const char16_t* text);
+    // Formats as CString::Format does, then as LogErrorMsg.
+    template <class... Args>
+    static void LogErrorMsgFmt(const char16_t* format, const Args&... args) {
+        CString text;
+        text.Format(format, args...);
+        LogErrorMsg(text);
+    }
+
 protected:
     CString m_strMessage;
     CString m_strCodePos;

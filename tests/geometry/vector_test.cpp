@@ -7,17 +7,9 @@
 #include "tests/support/comma_locale.h"
 
 using tarvex::kPointTol;
-using tarvex::kZeroLenSqr;
 constexpr double kPi = std::numbers::pi;
 
-TEST(GeometryTolerances, SinglePrecisionValuesWidened) {
-    EXPECT_NEAR(kPointTol, 9.99999993922529e-9, 1e-23);
-    EXPECT_NE(kPointTol, 1e-8);
-    EXPECT_NEAR(kZeroLenSqr, 9.999999747378752e-5, 1e-19);
-    EXPECT_NE(kZeroLenSqr, 1e-4);
-}
-
-TEST(PointEquality, ExactlyAtToleranceIsNeitherEqualNorDifferent) {
+TEST(PointCompare, ExactlyAtToleranceIsNeitherEqualNorDifferent) {
     const CTXPoint2d p2(0, 0), q2(kPointTol, 0);
     EXPECT_FALSE(p2 == q2);
     EXPECT_FALSE(p2 != q2);
@@ -30,50 +22,41 @@ TEST(PointEquality, ExactlyAtToleranceIsNeitherEqualNorDifferent) {
     EXPECT_TRUE(p3 == CTXPoint3d(kPointTol / 2, -kPointTol / 2, 0));
     EXPECT_TRUE(CTXVector3d(0, 0, 0) == CTXVector3d(0, kPointTol / 2, 0));
     EXPECT_FALSE(CTXVector3d(0, 0, 0) == CTXVector3d(0, kPointTol, 0));
-}
 
-TEST(PointOrder, LexicographicWithTiesWithinTolerance) {
+    // Order: lexicographic, coordinates within the tolerance tied.
     const CTXPoint3d a(0, 5, 0);
     EXPECT_TRUE(a < CTXPoint3d(kPointTol, -100, 0));  // a difference of exactly tol decides
     EXPECT_TRUE(CTXPoint3d(kPointTol / 2, 1, 0) < a); // x tied, y decides
     EXPECT_FALSE(a < CTXPoint3d(kPointTol / 2, 5, kPointTol / 2)); // equal: not less
     EXPECT_FALSE(CTXPoint3d(kPointTol / 2, 5, kPointTol / 2) < a);
-    EXPECT_TRUE(CTXVector3d(1, 2, 3) < CTXVector3d(1, 2, 3 + 1e-6));
 }
 
-TEST(VectorLength, ZeroLengthDiffersBetween2dAnd3d) {
+TEST(VectorLength, ZeroLengthAndNormalizeDifferBetween2dAnd3d) {
     EXPECT_TRUE(CTXVector3d(0.009, 0, 0).isZeroLength()); // by squared length
     EXPECT_FALSE(CTXVector3d(0.011, 0, 0).isZeroLength());
     EXPECT_FALSE(CTXVector2d(0.009, 0).isZeroLength()); // per coordinate
     EXPECT_TRUE(CTXVector2d(kPointTol / 2, -kPointTol / 2).isZeroLength());
     EXPECT_FALSE(CTXVector2d(kPointTol, 0).isZeroLength());
-}
 
-TEST(VectorLength, NormalizeLeavesNearUnitAndNearZeroAlone) {
+    // normalize: 3d leaves lengths within 1e-12 of 0 or 1 alone, 2d only exact ones.
     CTXVector3d nearOne(1 + 5e-13, 0, 0), tiny(5e-13, 0, 0), small(1e-9, 0, 0);
     EXPECT_EQ(1 + 5e-13, nearOne.normalize().x);
     EXPECT_EQ(5e-13, tiny.normalize().x);
     EXPECT_DOUBLE_EQ(1.0, small.normalize().x);
-    EXPECT_DOUBLE_EQ(0.6, CTXVector3d(3, 4, 0).normal().x);
-
-    // 2d leaves only exact 0 and 1 alone.
     CTXVector2d v2(1e-20, 0), zero2;
     EXPECT_EQ(1.0, v2.normalize().x);
     EXPECT_EQ(0.0, zero2.normalize().x);
     EXPECT_FALSE(std::isnan(zero2.y));
 }
 
-TEST(VectorDirection, ParallelDependsOnLengthCodirectionalRejectsZero) {
+TEST(VectorDirection, ParallelCodirectionalAngles) {
     EXPECT_TRUE(CTXVector3d(1, 0, 0).isParallelTo(CTXVector3d(1, 0.005, 0)));
     EXPECT_FALSE(CTXVector3d(10, 0, 0).isParallelTo(CTXVector3d(10, 0.05, 0)));
-    EXPECT_TRUE(CTXVector3d(1, 0, 0).isParallelTo(CTXVector3d(-3, 0, 0)));
 
     EXPECT_TRUE(CTXVector3d(2, 0, 0).isCodirectionalTo(CTXVector3d(5, 0, 0)));
     EXPECT_FALSE(CTXVector3d(1, 0, 0).isCodirectionalTo(CTXVector3d(-1, 0, 0)));
     EXPECT_FALSE(CTXVector3d::kZero.isCodirectionalTo(CTXVector3d::kZero));
-}
 
-TEST(VectorDirection, AnglesAndSlope) {
     const CTXVector3d x = CTXVector3d::kXAxis, y(0, 2, 0);
     EXPECT_DOUBLE_EQ(kPi / 2, x.angleTo(y));
     EXPECT_DOUBLE_EQ(kPi / 2, x.angleTo(y, CTXVector3d::kZAxis));
@@ -111,17 +94,14 @@ TEST(VectorTransform, TwoDimensionalVectorNormalisesPointDoesNot) {
     EXPECT_EQ(CTXPoint3d(8, 6, 7), CTXPoint3d(3, 0, 0).transformBy(m));
 }
 
-TEST(Point2d, DistancesToSegmentAndLine) {
+TEST(PointOps, DistancesScaleAndRotation) {
     const CTXPoint2d a(0, 0), b(4, 0);
     EXPECT_DOUBLE_EQ(3.0, CTXPoint2d(2, 3).distanceToSegment(a, b));
-    EXPECT_DOUBLE_EQ(5.0, CTXPoint2d(-3, 4).distanceToSegment(a, b)); // clamped to a
-    EXPECT_DOUBLE_EQ(5.0, CTXPoint2d(7, -4).distanceToSegment(a, b)); // clamped to b
-    EXPECT_DOUBLE_EQ(5.0, CTXPoint2d(3, 4).distanceToSegment(a, a));
+    EXPECT_DOUBLE_EQ(5.0, CTXPoint2d(-3, 4).distanceToSegment(a, b));    // clamped to a
+    EXPECT_DOUBLE_EQ(5.0, CTXPoint2d(7, -4).distanceToSegment(a, b));    // clamped to b
     EXPECT_DOUBLE_EQ(2.0, CTXPoint2d(1, -2).signedDistanceToLine(a, b)); // right of a->b
     EXPECT_DOUBLE_EQ(-2.0, CTXPoint2d(1, 2).signedDistanceToLine(a, b));
-}
 
-TEST(Point3d, ScaleAndRotateAboutCentre) {
     CTXPoint3d p(3, 1, -1);
     EXPECT_EQ(CTXPoint3d(5, 1, -3), p.scaleBy(2, CTXPoint3d(1, 1, 1)));
     CTXPoint3d q(2, 0, 0);
@@ -138,7 +118,6 @@ TEST(VectorText, FixedFormsNearUnitAxes) {
     EXPECT_EQ(CString(u"{0.0; 0.0; 1.0}"), CTXPoint3d(0, 0, 1).ToString());
     // Other values go through %g, so 2 is "2", not "2.0".
     EXPECT_EQ(CString(u"{2; 0; 0}"), CTXVector3d(2, 0, 0).ToString());
-    EXPECT_EQ(CString(u"{-1; 0; 0}"), CTXVector3d(-1, 0, 0).ToString());
     EXPECT_EQ(CString(u"{1.5; 0; 0.1}"), CTXVector3d(1.5, -1e-11, 0.1).ToString());
     EXPECT_EQ(CString(u"{1; 1e-10; 1e+20}"), CTXVector3d(1, 1e-10, 1e20).ToString());
 }
@@ -161,10 +140,6 @@ TEST(VectorText, ParseAcceptsCommasBracesAndEmptyFirstField) {
     EXPECT_EQ(CTXVector3d(0, 2, 3), v);
     ASSERT_TRUE(CTXVector3d::TryParse(u"{abc; 2x; 3; 4}", v)); // prefixes; 4th ignored
     EXPECT_EQ(CTXVector3d(0, 2, 3), v);
-
-    CTXPoint3d p;
-    ASSERT_TRUE(CTXPoint3d::TryParse(u"{0,25;0,5;0,75}", p));
-    EXPECT_EQ(CTXPoint3d(0.25, 0.5, 0.75), p);
 
     const CTXVector3d original(0.1, -2.5e-7, 123456.789);
     ASSERT_TRUE(CTXVector3d::TryParse(original.ToString(), v));

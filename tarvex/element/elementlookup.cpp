@@ -1,0 +1,184 @@
+// CElement: lookups, walks and comparison. All are linear: trees that need
+// fast access by id build GetIdsMap once.
+#include <algorithm>
+#include <climits>
+
+#include "tarvex/element/element.h"
+#include "tarvex/platform/casemap.h"
+#include "tarvex/platform/wide.h"
+
+namespace {
+
+// Element names are null only while a reader fills them; null reads as empty.
+bool SameName(const char16_t* a, const char16_t* b) {
+    return wcscmp(a ? a : u"", b ? b : u"") == 0;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Lookups
+
+CElement* CElement::GetChild(int64_t index) const {
+    if (index < 0 || index >= GetChildCount()) return nullptr;
+    return m_arrChildren[index];
+}
+
+CElement* CElement::GetChild(const char16_t* name) const {
+    for (CElement* child : m_arrChildren)
+        if (SameName(child->m_pszName, name)) return child;
+    return nullptr;
+}
+
+CElement* CElement::GetChild(const char16_t* name, int64_t start, int64_t& index) const {
+    for (int64_t i = start < 0 ? 0 : start; i < GetChildCount(); ++i) {
+        if (SameName(m_arrChildren[i]->m_pszName, name)) {
+            index = i;
+            return m_arrChildren[i];
+        }
+    }
+    return nullptr;
+}
+
+CElement* CElement::GetChildNoCase(const char16_t* name) const {
+    for (CElement* child : m_arrChildren)
+        if (_wcsicmp(child->m_pszName, name) == 0) return child;
+    return nullptr;
+}
+
+CElement* CElement::QueryChild(const char16_t* name) const {
+    if (CElement* child = GetChild(name)) return child;
+    for (const CElement* child : m_arrChildren)
+        if (CElement* found = child->QueryChild(name)) return found;
+    return nullptr;
+}
+
+CElement* CElement::GetElementByName(const char16_t* name) const {
+    if (_wcsicmp(m_pszName, name) == 0) return const_cast<CElement*>(this);
+    for (const CElement* child : m_arrChildren)
+        if (CElement* found = child->GetElementByName(name)) return found;
+    return nullptr;
+}
+
+CElement* CElement::GetChildById(int64_t id) const {
+    for (CElement* child : m_arrChildren)
+        if (child->m_nId == id) return child;
+    return nullptr;
+}
+
+CElement* CElement::GetChildByModelId(int32_t modelUID) const {
+    for (CElement* child : m_arrChildren)
+        if (child->m_nModelUID == modelUID) return child;
+    return nullptr;
+}
+
+CElement* CElement::GetChildByIdRecursive(int64_t id) const {
+    for (const CElement* child : m_arrChildren)
+        if (CElement* found = child->GetElementById(id)) return found;
+    return nullptr;
+}
+
+CElement* CElement::GetChildByModelIdRecursive(int32_t modelUID) const {
+    for (CElement* child : m_arrChildren) {
+        if (child->m_nModelUID == modelUID) return child;
+        if (CElement* found = child->GetChildByModelIdRecursive(modelUID)) return found;
+    }
+    return nullptr;
+}
+
+CElement* CElement::GetElementById(int64_t id) const {
+    if (m_nId == id) return const_cast<CElement*>(this);
+    return GetChildByIdRecursive(id);
+}
+
+// ---------------------------------------------------------------------------
+// Walks
+
+bool CElement::Iterate(ElementCallback fn, void* data) {
+    if (!fn(this, data)) return false;
+    for (CElement* child : m_arrChildren)
+        if (!child->Iterate(fn, data)) return false;
+    return true;
+}
+
+CElement* CElement::FindElementByFilter(ElementCallback fn, void* data) {
+    if (fn(this, data)) return this;
+    for (CElement* child : m_arrChildren)
+        if (CElement* found = child->FindElementByFilter(fn, data)) return found;
+    return nullptr;
+}
+
+void CElement::FindElementsByFilter(ElementCallback fn, ElementList& out, void* data) {
+    if (fn(this, data)) out.Add(this);
+    for (CElement* child : m_arrChildren) child->FindElementsByFilter(fn, out, data);
+}
+
+bool CElement::cbFilterElementByParameter(CElement* element, void* data) {
+    const CParamFilter& filter = *static_cast<const CParamFilter*>(data);
+    const CParam* param = element->GetParameter(filter.name);
+    if (!param) return false;
+    if (!filter.value) return true;
+    return (filter.noCase ? param->m_strValue.CompareNoCase(filter.value)
+                          : param->m_strValue.Compare(filter.value)) == 0;
+}
+
+CElement* CElement::FindElementByParameterValue(const char16_t* name, const char16_t* value,
+                                                bool noCase) {
+    CParamFilter filter{name, value ? value : u"", noCase};
+    return FindElementByFilter(cbFilterElementByParameter, &filter);
+}
+
+const CElement* CElement::FindElementByParameterValueC(const char16_t* name, const char16_t* value,
+                                                       bool noCase) const {
+    // The filter only reads.
+    return const_cast<CElement*>(this)->FindElementByParameterValue(name, value, noCase);
+}
+
+void CElement::FindElementsByParameterValue(const char16_t* name, const char16_t* value,
+                                            bool noCase, ElementList& out) {
+    CParamFilter filter{name, value ? value : u"", noCase};
+    FindElementsByFilter(cbFilterElementByParameter, out, &filter);
+}
+
+void CElement::FindElementsByParameterName(const char16_t* name, ElementList& out) {
+    CParamFilter filter{name, nullptr, false};
+    FindElementsByFilter(cbFilterElementByParameter, out, &filter);
+}
+
+// ---------------------------------------------------------------------------
+// Paths and comparison
+
+bool CElement::GetStructFilter(const char16_t* text, int& position, CString& name, int& index) {
+    name.Empty();
+    index = 0;
+    if (!text) return true;
+    if (text[position] == u'"') {
+        const int start = ++position;
+        while (text[position] && text[position] != u'"') ++position;
+        if (!text[position]) return false;
+        name = CString(text + start, position - start);
+        ++position;
+    }
+    if (text[position] == u'(') {
+        ++position;
+        int64_t value = 0;
+        for (; text[position] != u')'; ++position) {
+            const char16_t ch = text[position];
+            if (ch < u'0' || ch > u'9') return false; // the end of the text too
+            value = std::min<int64_t>(value * 10 + (ch - u'0'), INT_MAX);
+        }
+        ++position;
+        index = static_cast<int>(value);
+    }
+    return true;
+}
+
+bool CElement::IsEqualTo(const CElement& other, const NameList* ignored) const {
+    const int64_t count = GetChildCount();
+    if (count != other.GetChildCount() || !SameName(m_pszName, other.m_pszName) ||
+        !IsEqualParameters(other, ignored))
+        return false;
+    for (int64_t i = 0; i < count; ++i)
+        if (!m_arrChildren[i]->IsEqualTo(*other.m_arrChildren[i], ignored)) return false;
+    return true;
+}
