@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Spec {
+struct Directive {
     bool left = false, plus = false, space = false, alt = false, zero = false;
     int width = 0;
     int precision = -1;
@@ -27,43 +27,44 @@ void Pad(CString& out, int count, char16_t ch) {
 }
 
 // Writes `body` (with an optional sign or radix prefix) padded to the width.
-void Emit(CString& out, const Spec& spec, const char16_t* prefix, int prefixLength,
+void Emit(CString& out, const Directive& directive, const char16_t* prefix, int prefixLength,
           const char16_t* body, int bodyLength, int zeros) {
     int total = prefixLength + zeros + bodyLength;
-    int pad = spec.width > total ? spec.width - total : 0;
-    if (!spec.left && !spec.zero) Pad(out, pad, u' ');
+    int pad = directive.width > total ? directive.width - total : 0;
+    if (!directive.left && !directive.zero) Pad(out, pad, u' ');
     out.Append(prefix, prefixLength);
-    if (!spec.left && spec.zero) Pad(out, pad, u'0');
+    if (!directive.left && directive.zero) Pad(out, pad, u'0');
     Pad(out, zeros, u'0');
     out.Append(body, bodyLength);
-    if (spec.left) Pad(out, pad, u' ');
+    if (directive.left) Pad(out, pad, u' ');
 }
 
-void FormatInteger(CString& out, Spec spec, std::uint64_t magnitude, bool negative, char16_t conv) {
+void FormatInteger(CString& out, Directive directive, std::uint64_t magnitude, bool negative,
+                   char16_t conv) {
     char16_t digits[32];
     int n = 0;
     unsigned base = conv == u'o' ? 8 : (conv == u'x' || conv == u'X') ? 16 : 10;
     const char* alphabet = conv == u'X' ? "0123456789ABCDEF" : "0123456789abcdef";
     for (std::uint64_t v = magnitude; v != 0; v /= base) digits[n++] = char16_t(alphabet[v % base]);
-    if (n == 0 && spec.precision != 0) digits[n++] = u'0';
+    if (n == 0 && directive.precision != 0) digits[n++] = u'0';
     for (int i = 0; i < n / 2; ++i) std::swap(digits[i], digits[n - 1 - i]);
 
     char16_t prefix[2];
     int prefixLength = 0;
     if (negative)
         prefix[prefixLength++] = u'-';
-    else if ((conv == u'd' || conv == u'i') && spec.plus)
+    else if ((conv == u'd' || conv == u'i') && directive.plus)
         prefix[prefixLength++] = u'+';
-    else if ((conv == u'd' || conv == u'i') && spec.space)
+    else if ((conv == u'd' || conv == u'i') && directive.space)
         prefix[prefixLength++] = u' ';
-    if (spec.alt && magnitude != 0 && base == 16) {
+    if (directive.alt && magnitude != 0 && base == 16) {
         prefix[prefixLength++] = u'0';
         prefix[prefixLength++] = conv;
     }
-    int zeros = spec.precision > n ? spec.precision - n : 0;
-    if (spec.alt && base == 8 && zeros == 0 && (n == 0 || digits[0] != u'0')) zeros = 1;
-    if (spec.precision >= 0) spec.zero = false;
-    Emit(out, spec, prefix, prefixLength, digits, n, zeros);
+    int zeros = directive.precision > n ? directive.precision - n : 0;
+    if (directive.alt && base == 8 && zeros == 0 && (n == 0 || digits[0] != u'0')) zeros = 1;
+    if (directive.precision >= 0) directive.zero = false;
+    Emit(out, directive, prefix, prefixLength, digits, n, zeros);
 }
 
 locale_t CLocale() {
@@ -71,15 +72,16 @@ locale_t CLocale() {
     return c;
 }
 
-void FormatFloating(CString& out, const Spec& spec, long double value, bool isLong, char16_t conv) {
+void FormatFloating(CString& out, const Directive& directive, long double value, bool isLong,
+                    char16_t conv) {
     char pattern[16];
     char* p = pattern;
     *p++ = '%';
-    if (spec.left) *p++ = '-';
-    if (spec.plus) *p++ = '+';
-    if (spec.space) *p++ = ' ';
-    if (spec.alt) *p++ = '#';
-    if (spec.zero) *p++ = '0';
+    if (directive.left) *p++ = '-';
+    if (directive.plus) *p++ = '+';
+    if (directive.space) *p++ = ' ';
+    if (directive.alt) *p++ = '#';
+    if (directive.zero) *p++ = '0';
     *p++ = '*';
     *p++ = '.';
     *p++ = '*';
@@ -87,20 +89,21 @@ void FormatFloating(CString& out, const Spec& spec, long double value, bool isLo
     *p++ = char(conv);
     *p = 0;
 
-    int precision = spec.precision < 0 ? 6 : spec.precision;
+    int precision = directive.precision < 0 ? 6 : directive.precision;
     char small[128];
     locale_t previous = uselocale(CLocale());
-    int needed = isLong ? std::snprintf(small, sizeof small, pattern, spec.width, precision, value)
-                        : std::snprintf(small, sizeof small, pattern, spec.width, precision,
-                                        static_cast<double>(value));
+    int needed =
+        isLong ? std::snprintf(small, sizeof small, pattern, directive.width, precision, value)
+               : std::snprintf(small, sizeof small, pattern, directive.width, precision,
+                               static_cast<double>(value));
     const char* text = small;
     std::string large;
     if (needed >= int(sizeof small)) {
         large.resize(size_t(needed) + 1);
         if (isLong)
-            std::snprintf(large.data(), large.size(), pattern, spec.width, precision, value);
+            std::snprintf(large.data(), large.size(), pattern, directive.width, precision, value);
         else
-            std::snprintf(large.data(), large.size(), pattern, spec.width, precision,
+            std::snprintf(large.data(), large.size(), pattern, directive.width, precision,
                           static_cast<double>(value));
         text = large.data();
     }
@@ -108,11 +111,11 @@ void FormatFloating(CString& out, const Spec& spec, long double value, bool isLo
     for (int i = 0; i < needed; ++i) out.AppendChar(char16_t(static_cast<unsigned char>(text[i])));
 }
 
-void FormatText(CString& out, const Spec& spec, const char16_t* text) {
+void FormatText(CString& out, const Directive& directive, const char16_t* text) {
     if (!text) text = u"(null)";
     int n = 0;
-    while ((spec.precision < 0 || n < spec.precision) && text[n]) ++n;
-    Spec plain = spec;
+    while ((directive.precision < 0 || n < directive.precision) && text[n]) ++n;
+    Directive plain = directive;
     plain.zero = false;
     Emit(out, plain, nullptr, 0, text, n, 0);
 }
@@ -136,44 +139,44 @@ void AppendFormatted(CString& out, const char16_t* format, va_list args) {
             continue;
         }
 
-        Spec spec;
+        Directive directive;
         for (;; ++f) {
             if (*f == u'-')
-                spec.left = true;
+                directive.left = true;
             else if (*f == u'+')
-                spec.plus = true;
+                directive.plus = true;
             else if (*f == u' ')
-                spec.space = true;
+                directive.space = true;
             else if (*f == u'#')
-                spec.alt = true;
+                directive.alt = true;
             else if (*f == u'0')
-                spec.zero = true;
+                directive.zero = true;
             else
                 break;
         }
         if (*f == u'*') {
-            spec.width = va_arg(args, int);
-            if (spec.width < 0) {
-                spec.left = true;
-                spec.width = -spec.width;
+            directive.width = va_arg(args, int);
+            if (directive.width < 0) {
+                directive.left = true;
+                directive.width = -directive.width;
             }
             ++f;
         } else {
-            while (*f >= u'0' && *f <= u'9') spec.width = spec.width * 10 + (*f++ - u'0');
+            while (*f >= u'0' && *f <= u'9') directive.width = directive.width * 10 + (*f++ - u'0');
         }
         if (*f == u'.') {
             ++f;
-            spec.precision = 0;
+            directive.precision = 0;
             if (*f == u'*') {
-                spec.precision = va_arg(args, int);
-                if (spec.precision < 0) spec.precision = -1;
+                directive.precision = va_arg(args, int);
+                if (directive.precision < 0) directive.precision = -1;
                 ++f;
             } else {
                 while (*f >= u'0' && *f <= u'9')
-                    spec.precision = spec.precision * 10 + (*f++ - u'0');
+                    directive.precision = directive.precision * 10 + (*f++ - u'0');
             }
         }
-        if (spec.left) spec.zero = false;
+        if (directive.left) directive.zero = false;
 
         // Length modifiers. `l` stays 32 bits: the library's long is 32-bit.
         Size size = Size::Int;
@@ -229,7 +232,7 @@ void AppendFormatted(CString& out, const char16_t* format, va_list args) {
                 break;
             }
             std::uint64_t magnitude = v < 0 ? 0 - static_cast<std::uint64_t>(v) : std::uint64_t(v);
-            FormatInteger(out, spec, magnitude, v < 0, conv);
+            FormatInteger(out, directive, magnitude, v < 0, conv);
             break;
         }
         case u'u':
@@ -255,7 +258,7 @@ void AppendFormatted(CString& out, const char16_t* format, va_list args) {
                 v = va_arg(args, unsigned);
                 break;
             }
-            FormatInteger(out, spec, v, false, conv);
+            FormatInteger(out, directive, v, false, conv);
             break;
         }
         case u'f':
@@ -267,14 +270,14 @@ void AppendFormatted(CString& out, const char16_t* format, va_list args) {
         case u'a':
         case u'A':
             if (size == Size::LongDouble)
-                FormatFloating(out, spec, va_arg(args, long double), true, conv);
+                FormatFloating(out, directive, va_arg(args, long double), true, conv);
             else
-                FormatFloating(out, spec, va_arg(args, double), false, conv);
+                FormatFloating(out, directive, va_arg(args, double), false, conv);
             break;
         case u'c':
         case u'C': {
             char16_t ch = static_cast<char16_t>(va_arg(args, int));
-            Spec plain = spec;
+            Directive plain = directive;
             plain.zero = false;
             plain.precision = -1;
             Emit(out, plain, nullptr, 0, &ch, 1, 0);
@@ -287,13 +290,13 @@ void AppendFormatted(CString& out, const char16_t* format, va_list args) {
             if ((conv == u'S' && !wide) || narrow) {
                 const char* text = va_arg(args, const char*);
                 CString decoded = text ? FromUtf8(text) : CString(u"(null)");
-                FormatText(out, spec, decoded);
+                FormatText(out, directive, decoded);
             } else {
-                FormatText(out, spec, va_arg(args, const char16_t*));
+                FormatText(out, directive, va_arg(args, const char16_t*));
             }
             break;
         case u'p': {
-            Spec hex = spec;
+            Directive hex = directive;
             hex.precision = 2 * int(sizeof(void*));
             FormatInteger(out, hex, reinterpret_cast<std::uintptr_t>(va_arg(args, void*)), false,
                           u'X');

@@ -33,26 +33,8 @@ VARTYPE LoadVartype(SAFEARRAY* psa) noexcept {
 // Element size for a supported type, 0 otherwise.
 ULONG ElementSize(VARTYPE vt) noexcept {
     switch (vt) {
-    case VT_I1:
-    case VT_UI1:
-        return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-        return 2;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-        return 4;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-        return 8;
+    case VT_HRESULT:
+        return 0; // a variant may hold one, an array may not
     case VT_BSTR:
     case VT_DISPATCH:
     case VT_UNKNOWN:
@@ -62,7 +44,7 @@ ULONG ElementSize(VARTYPE vt) noexcept {
     case VT_DECIMAL:
         return 16;
     default:
-        return 0;
+        return ULONG(tarvex::VariantScalarSize(vt));
     }
 }
 

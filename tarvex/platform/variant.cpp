@@ -44,35 +44,6 @@ bool IsArrayElementType(VARTYPE base) noexcept {
     }
 }
 
-// Size of a plain value held in the union, 0 for the types that own something.
-size_t ScalarSize(VARTYPE base) noexcept {
-    switch (base) {
-    case VT_I1:
-    case VT_UI1:
-        return 1;
-    case VT_I2:
-    case VT_UI2:
-    case VT_BOOL:
-        return 2;
-    case VT_I4:
-    case VT_UI4:
-    case VT_INT:
-    case VT_UINT:
-    case VT_R4:
-    case VT_ERROR:
-    case VT_HRESULT:
-        return 4;
-    case VT_I8:
-    case VT_UI8:
-    case VT_R8:
-    case VT_CY:
-    case VT_DATE:
-        return 8;
-    default:
-        return 0;
-    }
-}
-
 // The type codes a variant may carry here. VT_DECIMAL and VT_RECORD have
 // layouts this model doesn't hold, so they are refused as OLE refuses
 // unknown codes.
@@ -93,7 +64,7 @@ bool IsValidVariantType(VARTYPE vt) noexcept {
     case VT_UNKNOWN:
         return true;
     default:
-        return ScalarSize(base) != 0;
+        return tarvex::VariantScalarSize(base) != 0;
     }
 }
 
@@ -904,7 +875,7 @@ HRESULT VariantCopyInd(VARIANT* dest, const VARIANTARG* src) noexcept {
         copy.punkVal = *src->ppunkVal;
         if (copy.punkVal) copy.punkVal->AddRef();
     } else {
-        std::memcpy(&copy.llVal, src->byref, ScalarSize(vt));
+        std::memcpy(&copy.llVal, src->byref, tarvex::VariantScalarSize(vt));
     }
     if (FAILED(hr)) return hr;
     if (vt != VT_VARIANT) copy.vt = vt;
@@ -971,3 +942,36 @@ HRESULT VarDateFromStr(LPCOLESTR text, LCID, ULONG, DATE* out) noexcept {
     const char16_t* end = text + std::char_traits<char16_t>::length(text);
     return ParseDate(text, end, *out) ? S_OK : DISP_E_TYPEMISMATCH;
 }
+
+namespace tarvex {
+
+// Size of a plain value held in the union, 0 for the types that own something.
+size_t VariantScalarSize(VARTYPE base) noexcept {
+    switch (base) {
+    case VT_I1:
+    case VT_UI1:
+        return 1;
+    case VT_I2:
+    case VT_UI2:
+    case VT_BOOL:
+        return 2;
+    case VT_I4:
+    case VT_UI4:
+    case VT_INT:
+    case VT_UINT:
+    case VT_R4:
+    case VT_ERROR:
+    case VT_HRESULT:
+        return 4;
+    case VT_I8:
+    case VT_UI8:
+    case VT_R8:
+    case VT_CY:
+    case VT_DATE:
+        return 8;
+    default:
+        return 0;
+    }
+}
+
+} // namespace tarvex

@@ -232,3 +232,11 @@ HRESULT VarBstrFromDate(DATE date, LCID lcid, ULONG flags, BSTR* out) noexcept;
 // Day and month may have one digit; the year has four. DISP_E_TYPEMISMATCH
 // for other text and for impossible dates.
 HRESULT VarDateFromStr(LPCOLESTR text, LCID lcid, ULONG flags, DATE* out) noexcept;
+
+namespace tarvex {
+
+// Bytes of a plain value of type `vt` held in a variant's union; 0 for the
+// types that own something (texts, objects, arrays) or are not scalars.
+size_t VariantScalarSize(VARTYPE vt) noexcept;
+
+} // namespace tarvex
