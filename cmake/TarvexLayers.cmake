@@ -61,7 +61,7 @@ function(tarvex_library)
             ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
             RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     install(DIRECTORY ${CMAKE_SOURCE_DIR}/tarvex/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvex
-            FILES_MATCHING PATTERN "*.h")
+            FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
     install(FILES ${TARVEX_GENERATED}/tarvex/version.h
             DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarvex)
 

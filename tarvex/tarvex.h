@@ -1,4 +1,4 @@
-// Every public header of the library.
+// Every public header of the library. Written by tools/gen_umbrella.py.
 #pragma once
 
 #include "tarvex/version.h"
@@ -42,7 +42,6 @@
 #include "tarvex/core/numeric.h"
 #include "tarvex/core/object.h"
 #include "tarvex/core/paths.h"
-#include "tarvex/core/pathstate.h"
 #include "tarvex/core/processwrapper.h"
 #include "tarvex/core/reactor.h"
 #include "tarvex/core/settingsfiles.h"

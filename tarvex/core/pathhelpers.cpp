@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "tarvex/core/paths.h"
-#include "tarvex/core/pathstate.h"
+#include "tarvex/core/paths_internal.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tarvex/core/pathstate.h"
+#include "tarvex/core/paths_internal.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/module.h"
 

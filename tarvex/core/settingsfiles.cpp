@@ -4,7 +4,7 @@
 #include <unordered_map>
 
 #include "tarvex/core/paths.h"
-#include "tarvex/core/pathstate.h"
+#include "tarvex/core/paths_internal.h"
 
 using namespace tarvex::paths;
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tarvex/core/paths.h"
-#include "tarvex/core/pathstate.h"
+#include "tarvex/core/paths_internal.h"
 #include "tarvex/core/reactor.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"

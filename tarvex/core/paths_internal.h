@@ -1,5 +1,5 @@
-// Shared by the files behind paths.h: the process-wide path state and the
-// small text helpers they all use. Not part of the public interface.
+// Internal to the files behind paths.h: the process-wide path state and the
+// small text helpers they all use.
 #pragma once
 
 #include <string>
