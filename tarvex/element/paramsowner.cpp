@@ -75,23 +75,6 @@ int64_t SearchArray(const CParamsOwner::ParamArray& params, const char16_t* uppe
         [=](const CParam* param) { return CompareKey(upper, length, nameLength, *param); });
 }
 
-int64_t SearchKey(const CParamsOwner::ParamArray& params, const CUpperKey& key, int64_t& position) {
-    return SearchArray(params, key.Text(), key.Length(), key.Length(), position);
-}
-
-// A new parameter whose upper name comes from the lookup's key rather than
-// a second folding; an all-upper name shares its buffer with the key's text.
-CParam* NewParam(const char16_t* name, const CUpperKey& key, const char16_t* value,
-                 const char16_t* comment, const char16_t* valueComment) {
-    CParam* param = new CParam(nullptr, value, comment, valueComment);
-    param->m_strName = CString(name, key.Length());
-    if (key.Length() && std::memcmp(name, key.Text(), key.Length() * sizeof(char16_t)) == 0)
-        param->m_strUpperName = param->m_strName;
-    else
-        param->m_strUpperName = CString(key.Text(), key.Length());
-    return param;
-}
-
 int64_t SearchByParam(const CParamsOwner::ParamArray& params, const CParam& key,
                       int64_t& position) {
     const CString& upper = key.UpperName();
@@ -187,7 +170,7 @@ CParamsOwner::~CParamsOwner() = default;
 
 int64_t CParamsOwner::SearchName(const char16_t* name, int64_t& position) const {
     const CUpperKey key(name);
-    return SearchKey(m_Params, key, position);
+    return SearchArray(m_Params, key.Text(), key.Length(), key.Length(), position);
 }
 
 int64_t CParamsOwner::FindParameter(const char16_t* name) const {
@@ -314,10 +297,9 @@ CParam* CParamsOwner::InsertAt(int64_t position, CParam* param) {
 
 CParam* CParamsOwner::SetParameter(const char16_t* name, const char16_t* value,
                                    const char16_t* comment, const char16_t* valueComment) {
-    const CUpperKey key(name);
     int64_t position;
-    const int64_t index = SearchKey(m_Params, key, position);
-    if (index < 0) return InsertAt(position, NewParam(name, key, value, comment, valueComment));
+    const int64_t index = SearchName(name, position);
+    if (index < 0) return InsertAt(position, new CParam(name, value, comment, valueComment));
     // Assignment reuses each string's buffer when it is private and big enough.
     CParam* param = m_Params[index];
     param->m_strValue = value;
@@ -328,16 +310,15 @@ CParam* CParamsOwner::SetParameter(const char16_t* name, const char16_t* value,
 
 CParam* CParamsOwner::SetParameterText(const char16_t* name, CString&& value,
                                        const char16_t* comment, const char16_t* valueComment) {
-    const CUpperKey key(name);
     int64_t position;
-    const int64_t index = SearchKey(m_Params, key, position);
+    const int64_t index = SearchName(name, position);
     CParam* param;
     if (index >= 0) {
         param = m_Params[index];
         param->m_strComment = comment;
         param->m_strValueComment = valueComment;
     } else {
-        param = InsertAt(position, NewParam(name, key, nullptr, comment, valueComment));
+        param = InsertAt(position, new CParam(name, nullptr, comment, valueComment));
     }
     param->m_strValue = std::move(value);
     return param;
@@ -399,11 +380,10 @@ bool CParamsOwner::FormatUID(const _GUID& guid, char16_t* buffer, int size) {
 
 CParam* CParamsOwner::AddParameter(const char16_t* name, const char16_t* value,
                                    const char16_t* comment, const char16_t* valueComment) {
-    const CUpperKey key(name);
     int64_t position;
-    const int64_t index = SearchKey(m_Params, key, position);
+    const int64_t index = SearchName(name, position);
     if (index >= 0) return m_Params[index];
-    return InsertAt(position, NewParam(name, key, value, comment, valueComment));
+    return InsertAt(position, new CParam(name, value, comment, valueComment));
 }
 
 CParam* CParamsOwner::AddParameter(CParam* param) {
