@@ -1,5 +1,5 @@
-// The command-line host: loads a parameter list, sorts it the way an owner
-// does, and shows what the library makes of each parameter.
+// The command-line host: loads a parameter list into an element, and shows
+// what the library makes of each parameter.
 //
 //   tarvex [file]   a file of lines "name = value [; value comment]"
 
@@ -59,27 +59,29 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot open %s\n", argv[1]);
         return 2;
     }
-    CSortedIndirectArray<CParam> params(8, 32, true, 4096);
+    CElement item(u"Example");
     std::string line;
     while (std::getline(file, line)) {
         CParam parsed;
         if (!ParseLine(line, parsed)) continue;
-        if (params.Find(parsed) >= 0) {
+        if (item.HasParameter(parsed.getName())) {
             std::printf("duplicate parameter %s ignored\n", Utf8(parsed.getName()).c_str());
             continue;
         }
-        params.Add(new CParam(parsed));
+        item.SetParameter(parsed.getName(), parsed.getstrValue(), nullptr,
+                          parsed.getValueComment());
     }
 
-    std::printf("%lld parameters, in key order:\n", static_cast<long long>(params.GetLength()));
-    for (int64_t i = 0; i < params.GetLength(); ++i) {
-        const CParam& p = *params[i];
-        CString line;
-        line.Format(u"  %-12s %-12s value \"%s\" as number %g%s", p.getName(), p.UpperName(),
-                    p.getstrValue(), _wtof(p.getstrValue()),
-                    p.IsCalculated() ? u" (formula " : u"");
-        if (p.IsCalculated()) line.AppendFormat(u"%s)", p.getValueComment());
-        std::printf("%s\n", Utf8(line).c_str());
+    std::printf("%lld parameters, in key order:\n", static_cast<long long>(item.GetParamsCount()));
+    for (int64_t i = 0; i < item.GetParamsCount(); ++i) {
+        const CParam& p = *item.GetParameter(i);
+        CString text;
+        text.Format(u"  %-12s %-12s value \"%s\" as number %s", p.getName(), p.UpperName(),
+                    p.getstrValue(), tarvex::DblToString(_wtof(p.getstrValue())));
+        if (p.IsCalculated()) text.AppendFormat(u" (formula %s)", p.getValueComment());
+        std::printf("%s\n", Utf8(text).c_str());
     }
+    // Lookups fold the case of Cyrillic and Latin names alike.
+    std::printf("length by lookup of \"длина\": %d\n", item.GetParameterValue(u"длина", 0));
     return ok ? 0 : 1;
 }
