@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    build-essential cmake ninja-build pkg-config clang locales
+    build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
 )
 
