@@ -8,19 +8,19 @@ set_property(GLOBAL PROPERTY TARVEX_LAYERS "")
 
 configure_file(${CMAKE_SOURCE_DIR}/cmake/version.h.in ${TARVEX_GENERATED}/tarvex/version.h @ONLY)
 
+# tarvex_layer(name [DIR folder] [DEPENDS layer...]) declares a subsystem.
+# DIR defaults to the name; a layer may sit in a subfolder of another
+# (DIR element/calc), and the outer layer then neither compiles nor sees it.
+# Sources and staging are settled in tarvex_library(), once every layer is
+# known.
 function(tarvex_layer name)
-    cmake_parse_arguments(LAYER "" "" "DEPENDS" ${ARGN})
-    set(stage ${TARVEX_LAYER_ROOT}/${name})
-    file(MAKE_DIRECTORY ${stage}/tarvex)
-    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/tarvex/${name} ${stage}/tarvex/${name} SYMBOLIC)
-
-    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tarvex/${name}/*.cpp)
-    if(NOT sources) # a layer of headers only still needs an object to carry its usage
-        set(sources ${TARVEX_GENERATED}/empty_${name}.cpp)
-        file(WRITE ${sources} "")
+    cmake_parse_arguments(LAYER "" "DIR" "DEPENDS" ${ARGN})
+    if(NOT LAYER_DIR)
+        set(LAYER_DIR ${name})
     endif()
-    add_library(tarvex_${name} OBJECT ${sources})
-    target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${stage}>)
+    add_library(tarvex_${name} OBJECT)
+    set_target_properties(tarvex_${name} PROPERTIES TARVEX_DIR ${LAYER_DIR})
+    target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${TARVEX_LAYER_ROOT}/${name}>)
     target_compile_options(tarvex_${name} PRIVATE -Wall -Wextra)
     if(name STREQUAL "platform")
         target_include_directories(tarvex_${name} PUBLIC $<BUILD_INTERFACE:${TARVEX_GENERATED}>)
@@ -31,9 +31,53 @@ function(tarvex_layer name)
     set_property(GLOBAL APPEND PROPERTY TARVEX_LAYERS ${name})
 endfunction()
 
+# Links every entry of a layer's folder into its staging folder, except the
+# folders of layers nested inside it, and gives the layer its sources.
+function(tarvex_stage_layer name all_dirs)
+    get_target_property(dir tarvex_${name} TARVEX_DIR)
+    set(nested "")
+    foreach(other IN LISTS all_dirs)
+        string(FIND "${other}" "${dir}/" at)
+        if(at EQUAL 0)
+            list(APPEND nested ${other})
+        endif()
+    endforeach()
+
+    set(stage ${TARVEX_LAYER_ROOT}/${name}/tarvex/${dir})
+    file(REMOVE_RECURSE ${TARVEX_LAYER_ROOT}/${name})
+    file(MAKE_DIRECTORY ${stage})
+    file(GLOB entries LIST_DIRECTORIES true CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tarvex/${dir}/*)
+    foreach(entry IN LISTS entries)
+        file(RELATIVE_PATH rel ${CMAKE_SOURCE_DIR}/tarvex ${entry})
+        if(NOT rel IN_LIST nested)
+            get_filename_component(leaf ${entry} NAME)
+            file(CREATE_LINK ${entry} ${stage}/${leaf} SYMBOLIC)
+        endif()
+    endforeach()
+
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tarvex/${dir}/*.cpp)
+    foreach(inner IN LISTS nested)
+        list(FILTER sources EXCLUDE REGEX "^${CMAKE_SOURCE_DIR}/tarvex/${inner}/")
+    endforeach()
+    if(NOT sources) # a layer of headers only still needs an object to carry its usage
+        set(sources ${TARVEX_GENERATED}/empty_${name}.cpp)
+        file(WRITE ${sources} "")
+    endif()
+    target_sources(tarvex_${name} PRIVATE ${sources})
+endfunction()
+
 # The library proper: every layer's objects in one shared (or static) library.
 function(tarvex_library)
     get_property(layers GLOBAL PROPERTY TARVEX_LAYERS)
+    set(dirs "")
+    foreach(layer IN LISTS layers)
+        get_target_property(dir tarvex_${layer} TARVEX_DIR)
+        list(APPEND dirs ${dir})
+    endforeach()
+    foreach(layer IN LISTS layers)
+        tarvex_stage_layer(${layer} "${dirs}")
+    endforeach()
+
     if(TARVEX_STATIC)
         add_library(tarvex STATIC)
     else()

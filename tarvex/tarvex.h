@@ -46,6 +46,7 @@
 #include "tarvex/core/reactor.h"
 #include "tarvex/core/settingsfiles.h"
 #include "tarvex/core/sortedarray.h"
+#include "tarvex/core/stackroom.h"
 #include "tarvex/core/stringhelper.h"
 
 #include "tarvex/geometry/extents.h"
