@@ -3,6 +3,7 @@
 
 #include "tarvex/version.h"
 
+#include "tarvex/platform/activscp.h"
 #include "tarvex/platform/bstr.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/classregistry.h"
@@ -15,6 +16,7 @@
 #include "tarvex/platform/format.h"
 #include "tarvex/platform/guid.h"
 #include "tarvex/platform/hresult.h"
+#include "tarvex/platform/jsengine.h"
 #include "tarvex/platform/module.h"
 #include "tarvex/platform/olevariant.h"
 #include "tarvex/platform/resources.h"
@@ -66,3 +68,5 @@
 #include "tarvex/element/elementunmanaged.h"
 #include "tarvex/element/param.h"
 #include "tarvex/element/paramsowner.h"
+
+#include "tarvex/formula/activescriptinghost.h"
