@@ -107,7 +107,7 @@ void CSet::bool_operation(const CSet& other, bool_op op) {
         const bool closes = op == bo_union ? sum == 0 : op == bo_difference ? sum <= 0 : sum <= 1;
         if (closes) {
             open = false;
-            if (x - lower > kSetMinLength) m_Intervals.emplace(lower, x);
+            if (x - lower > kSetMinLength) m_Intervals.emplace_hint(m_Intervals.end(), lower, x);
         }
     }
 }

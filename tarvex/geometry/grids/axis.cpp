@@ -230,22 +230,11 @@ void CAxis::SetTypeNumbering(std::int32_t numbering) {
 
 void CAxis::SetTypeNumbering(eTypeNumbering numbering, const char16_t* letters, bool relabel) {
     m_eTypeNumbering = numbering;
-    if (!relabel) return;
+    if (!relabel || numbering < tnNumbers || numbering > tnGeoCyrillic) return;
     if (numbering == tnLetters && !letters) return;
     CPointArray& points = Current();
-    for (int64_t i = 0; i < points.GetLength(); ++i) {
-        CAxisPoint* point = points[i];
-        switch (numbering) {
-        case tnNumbers:
-        case tnLetters:
-        case tnGeoLatin:
-        case tnGeoCyrillic:
-            point->SetName(LabelFor(i + 1, point->GetPosition(), letters));
-            break;
-        default:
-            return;
-        }
-    }
+    for (int64_t i = 0; i < points.GetLength(); ++i)
+        points[i]->SetName(LabelFor(i + 1, points[i]->GetPosition(), letters));
 }
 
 CString CAxis::GetLetterLabel(int64_t n, const char16_t* letters) {
