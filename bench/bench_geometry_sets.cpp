@@ -57,7 +57,9 @@ void BM_SetBoolean(benchmark::State& state) {
     const CSet a = Intervals(0, n, 0.0);
     const CSet b = Intervals(0, n, 0.3);
     for (auto _ : state) {
+        state.PauseTiming();
         CSet result = a;
+        state.ResumeTiming();
         result.bool_operation(b, op);
         benchmark::DoNotOptimize(result.GetIntervals().size());
     }

@@ -1,8 +1,7 @@
 #include "tarvex/geometry/rangeset.h"
 
 #include <cmath>
-#include <iterator>
-#include <map>
+#include <vector>
 
 #include "tarvex/platform/cstring.h"
 #include "tarvex/platform/wide.h"
@@ -45,57 +44,82 @@ bool CSet::isIn(double x, double& a, double& b) const {
 
 namespace {
 
-// Boundary coordinates with their running weights. Coordinates closer than
-// kSetMergeTol share the key of whichever came first. The map itself is exact:
-// a tolerant comparator would not be a strict weak order. Keys stay at least
-// kSetMergeTol apart, so only the two neighbours of a new coordinate can
-// qualify; when both do, the lower one takes it.
-class CBoundaryMap {
+// Boundary coordinates with their running weights, in ascending order.
+// Coordinates closer than kSetMergeTol share the key of whichever came first.
+// Keys are exact (a tolerant comparator would not be a strict weak order) and
+// stay at least kSetMergeTol apart, so only the two neighbours of a new
+// coordinate can qualify; when both do, the lower one takes it.
+//
+// The other set's bounds come first and this set's second, each pass in
+// ascending order (the intervals of a CSet never overlap). So a pass is a
+// merge of two sorted runs: linear, with no search and no tree.
+using Boundary = std::pair<double, int>;
+
+void AddFirstPass(std::vector<Boundary>& keys, double x, int weight) {
+    if (!keys.empty() && std::fabs(keys.back().first - x) < kSetMergeTol)
+        keys.back().second += weight;
+    else
+        keys.emplace_back(x, weight);
+}
+
+// Walks the first pass's keys along with this set's ascending bounds. For
+// each bound, `merged.back()` is its neighbour below and `first[next]` its
+// neighbour above.
+class CSecondPass {
 public:
-    void Add(double x, int weight) {
-        auto above = m_Counts.lower_bound(x);
-        if (above != m_Counts.begin()) {
-            auto below = std::prev(above);
-            if (std::fabs(below->first - x) < kSetMergeTol) {
-                below->second += weight;
-                return;
-            }
-        }
-        if (above != m_Counts.end() && std::fabs(above->first - x) < kSetMergeTol) {
-            above->second += weight;
-            return;
-        }
-        m_Counts.emplace_hint(above, x, weight);
+    CSecondPass(const std::vector<Boundary>& first, std::size_t bounds) : m_First(first) {
+        m_Merged.reserve(first.size() + bounds);
     }
 
-    const std::map<double, int>& Counts() const { return m_Counts; }
+    void Add(double x, int weight) {
+        while (m_Next < m_First.size() && m_First[m_Next].first < x)
+            m_Merged.push_back(m_First[m_Next++]);
+        if (m_Merged.empty() || std::fabs(m_Merged.back().first - x) >= kSetMergeTol) {
+            if (m_Next < m_First.size() && std::fabs(m_First[m_Next].first - x) < kSetMergeTol)
+                m_Merged.push_back(m_First[m_Next++]);
+            else
+                m_Merged.emplace_back(x, 0);
+        }
+        m_Merged.back().second += weight;
+    }
+
+    const std::vector<Boundary>& Finish() {
+        m_Merged.insert(m_Merged.end(), m_First.begin() + static_cast<std::ptrdiff_t>(m_Next),
+                        m_First.end());
+        return m_Merged;
+    }
 
 private:
-    std::map<double, int> m_Counts;
+    const std::vector<Boundary>& m_First;
+    std::size_t m_Next = 0;
+    std::vector<Boundary> m_Merged;
 };
 
 } // namespace
 
 void CSet::bool_operation(const CSet& other, bool_op op) {
-    CBoundaryMap bounds;
     // The other set's bounds go in first, so on a merge its coordinates are
     // the ones that survive.
     const int sign = op == bo_difference ? -1 : 1;
+    std::vector<Boundary> first;
+    first.reserve(2 * other.m_Intervals.size());
     for (const Interval& i : other.m_Intervals) {
-        bounds.Add(i.first, sign);
-        bounds.Add(i.second, -sign);
+        AddFirstPass(first, i.first, sign);
+        AddFirstPass(first, i.second, -sign);
     }
+    CSecondPass second(first, 2 * m_Intervals.size());
     for (const Interval& i : m_Intervals) {
-        bounds.Add(i.first, 1);
-        bounds.Add(i.second, -1);
+        second.Add(i.first, 1);
+        second.Add(i.second, -1);
     }
+    const std::vector<Boundary>& bounds = second.Finish();
 
     m_Intervals.clear();
     const int threshold = op == bo_intersection ? 2 : 1;
     int sum = 0;
     bool open = false;
     double lower = 0.0;
-    for (const auto& [x, weight] : bounds.Counts()) {
+    for (const auto& [x, weight] : bounds) {
         sum += weight;
         if (!open) {
             if (sum == threshold) {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
+#include <random>
 #include <vector>
 
 #include "tarvex/geometry/domain.h"
@@ -133,4 +135,65 @@ TEST(Domain, OnlyThisToleranceDecides) {
     EXPECT_TRUE(CTXDomain(2, 4, 0.1).subtract(CTXDomain(2.05, 3.95, 0), pieces));
     EXPECT_FALSE(CTXDomain(2, 4, 0.1).subtract(CTXDomain(0, 10, 20), pieces)); // zero by its own
     EXPECT_EQ(pieces.GetLength(), 2);
+}
+
+namespace {
+
+// The sweep as a plain ordered map with a neighbour probe per bound: slow,
+// but obviously right. The library's merge walk must agree with it.
+Pairs ReferenceOperation(const CSet& self, const CSet& other, CSet::bool_op op) {
+    std::map<double, int> counts;
+    auto add = [&counts](double x, int weight) {
+        auto above = counts.lower_bound(x);
+        if (above != counts.begin() && std::fabs(std::prev(above)->first - x) < 1e-5)
+            std::prev(above)->second += weight;
+        else if (above != counts.end() && std::fabs(above->first - x) < 1e-5)
+            above->second += weight;
+        else
+            counts.emplace(x, weight);
+    };
+    const int sign = op == CSet::bo_difference ? -1 : 1;
+    for (const auto& [a, b] : other.GetIntervals()) add(a, sign), add(b, -sign);
+    for (const auto& [a, b] : self.GetIntervals()) add(a, 1), add(b, -1);
+    Pairs result;
+    int sum = 0;
+    bool open = false;
+    double lower = 0;
+    for (const auto& [x, weight] : counts) {
+        sum += weight;
+        if (!open) {
+            open = sum == (op == CSet::bo_intersection ? 2 : 1);
+            lower = x;
+        } else if (op == CSet::bo_union ? sum == 0 : sum <= (op == CSet::bo_intersection)) {
+            open = false;
+            if (x - lower > tarvex::kSetMinLength) result.emplace_back(lower, x);
+        }
+    }
+    return result;
+}
+
+// Bounds on a lattice of 4e-6, so that many fall within the merge distance.
+CSet RandomSet(std::mt19937& rng) {
+    std::uniform_int_distribution<int> at(0, 40), length(1, 6);
+    CSet s;
+    for (int i = 0; i < 6; ++i) {
+        const double a = at(rng) * 4e-6;
+        s += CSet(a, a + length(rng) * 4e-6);
+    }
+    return s;
+}
+
+} // namespace
+
+TEST(Set, MergeWalkAgreesWithAPlainOrderedMap) {
+    std::mt19937 rng(12345);
+    for (int round = 0; round < 2000; ++round) {
+        const CSet a = RandomSet(rng), b = RandomSet(rng);
+        for (auto op : {CSet::bo_difference, CSet::bo_union, CSet::bo_intersection}) {
+            CSet result = a;
+            result.bool_operation(b, op);
+            ASSERT_EQ(Intervals(result), ReferenceOperation(a, b, op))
+                << "round " << round << " op " << op;
+        }
+    }
 }
