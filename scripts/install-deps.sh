@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
+    libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
 )
 
 missing=()
