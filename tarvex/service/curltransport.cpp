@@ -226,6 +226,9 @@ private:
             if (m_paused) return ready(); // nothing moves until the caller reads
             const auto idle = now - last;
             if (m_target.receiveTimeoutMs > 0 && idle >= timeout) {
+                // A stalled transfer stays failed: later reads end at once.
+                m_done = true;
+                m_result = CURLE_OPERATION_TIMEDOUT;
                 errno = ETIMEDOUT;
                 return false;
             }
