@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/core/log.h"
@@ -45,8 +45,10 @@ bool ParseObject(const unsigned char* data, std::size_t length, rapidjson::Docum
     if (at < length && data[at] == 0xBB) ++at;
     if (at < length && data[at] == 0xBF) ++at;
     if (at >= length) return false;
-    document.Parse<rapidjson::kParseIterativeFlag>(reinterpret_cast<const char*>(data) + at,
-                                                   length - at);
+    // A bare memory stream: the parser's own encoded stream would skip these
+    // bytes a second time.
+    rapidjson::MemoryStream stream(reinterpret_cast<const char*>(data) + at, length - at);
+    document.ParseStream<rapidjson::kParseIterativeFlag, rapidjson::UTF8<>>(stream);
     return !document.HasParseError() && document.IsObject();
 }
 
@@ -209,9 +211,12 @@ bool CProjectServiceApi::ConnectionIsValid(CString& text) {
         GetResponseBytes(request, body);
         body.Write(std::string(1, '\0'));
         // In place, as a terminated text: parsing stops at the first zero.
+        char* json = reinterpret_cast<char*>(body.AsVector());
+        if (static_cast<unsigned char>(*json) == 0xEF) ++json;
+        if (static_cast<unsigned char>(*json) == 0xBB) ++json;
+        if (static_cast<unsigned char>(*json) == 0xBF) ++json;
         rapidjson::Document document;
-        document.ParseInsitu<rapidjson::kParseIterativeFlag>(
-            reinterpret_cast<char*>(body.AsVector()));
+        document.ParseInsitu<rapidjson::kParseIterativeFlag>(json);
         if (document.HasParseError() || !document.IsObject()) return false;
         auto major = document.FindMember("majorVersion");
         auto minor = document.FindMember("minorVersion");
