@@ -322,3 +322,22 @@ TEST(InternetClient, NobodyListeningFailsAtTheFirstRequestNotAtOpening) {
     HTXREQUEST request;
     EXPECT_THROW(client.PrepareGETRequest(u"", request), CKVSysException);
 }
+
+TEST(InternetClient, TextIsDecodedPieceByPieceOf20477Bytes) {
+    // Two-byte letters from offset 0: the letter at 20476 falls across the
+    // first two pieces and is lost as two replacement characters.
+    std::string body;
+    for (int i = 0; i < 12000; ++i) body += "я";
+    TestServer server;
+    server.Push(200, body);
+    TestClient client;
+    ASSERT_TRUE(client.OpenConnection(server.Url16().c_str(), u"", u"", nullptr, nullptr));
+    HTXREQUEST request;
+    client.PrepareGETRequest(u"", request);
+    CString text;
+    EXPECT_TRUE(client.GetResponseUTF8(request, text));
+    CString expected(u'я', 10238);
+    expected += u"\uFFFD\uFFFD";
+    expected += CString(u'я', 12000 - 10239);
+    EXPECT_EQ(expected, text);
+}
