@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <vector>
 
 #include <curl/curl.h>
 
@@ -19,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kPauseAbove = 1u << 20; // unread bytes held before pausing
 constexpr long kConnectTimeoutMs = 60000;
 constexpr long kReceiveBufferSize = 256 * 1024;
+constexpr long kUploadBufferSize = 1024 * 1024;
 
 void GlobalInit() {
     static const bool done = [] { return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK; }();
@@ -106,7 +108,26 @@ public:
     }
 
     bool Send(std::string_view headers, std::string_view body) override {
+        return SendGather(headers, &body, 1);
+    }
+
+    bool SendGather(std::string_view headers, const std::string_view* pieces,
+                    std::size_t count) override {
         if (m_sent) return false;
+        std::uint64_t total = 0;
+        for (std::size_t i = 0; i < count; ++i) total += pieces[i].size();
+        m_pieces.assign(pieces, pieces + count);
+        return Start(headers, total);
+    }
+
+    bool SendProduced(std::string_view headers, std::uint64_t size, const Producer& fill) override {
+        if (m_sent) return false;
+        m_producer = &fill;
+        return Start(headers, size);
+    }
+
+private:
+    bool Start(std::string_view headers, std::uint64_t total) {
         m_sent = true;
         if (!AddHeaders(headers)) return false;
 
@@ -128,19 +149,25 @@ public:
         curl_easy_setopt(e, CURLOPT_XFERINFODATA, this);
         if (!m_target.caFile.empty()) curl_easy_setopt(e, CURLOPT_CAINFO, m_target.caFile.c_str());
         if (std::strcmp(m_target.verb, "POST") == 0) {
+            // The body is streamed from the caller's pieces or producer: a
+            // large one is never copied whole.
             curl_easy_setopt(e, CURLOPT_POST, 1L);
-            curl_easy_setopt(e, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-            curl_easy_setopt(e, CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
+            curl_easy_setopt(e, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(total));
+            curl_easy_setopt(e, CURLOPT_READFUNCTION, &CCurlRequest::OnUpload);
+            curl_easy_setopt(e, CURLOPT_READDATA, this);
+            curl_easy_setopt(e, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBufferSize);
         } else if (std::strcmp(m_target.verb, "GET") != 0) {
             curl_easy_setopt(e, CURLOPT_CUSTOMREQUEST, m_target.verb);
         }
         if (curl_multi_add_handle(m_multi, e) != CURLM_OK) return false;
         m_added = true;
 
-        if (!Drive([this] { return m_headersDone; })) return false;
-        return m_headersDone;
+        const bool sent = Drive([this] { return m_headersDone; });
+        m_producer = nullptr; // the caller's producer ends with this call
+        return sent && m_headersDone;
     }
 
+public:
     int QueryStatus() const override { return m_headersDone ? m_status : 0; }
 
     bool Read(void* buffer, std::uint32_t size, std::uint32_t& count) override {
@@ -294,6 +321,30 @@ private:
         return n;
     }
 
+    static std::size_t OnUpload(char* buffer, std::size_t size, std::size_t n, void* self) {
+        auto* r = static_cast<CCurlRequest*>(self);
+        const std::size_t room = size * n;
+        if (r->m_producer) {
+            const std::size_t made = (*r->m_producer)(buffer, room);
+            if (made) r->m_activity = true;
+            return made;
+        }
+        std::size_t done = 0;
+        while (done < room && r->m_piece < r->m_pieces.size()) {
+            const std::string_view piece = r->m_pieces[r->m_piece];
+            const std::size_t take = std::min(room - done, piece.size() - r->m_pieceAt);
+            std::memcpy(buffer + done, piece.data() + r->m_pieceAt, take);
+            done += take;
+            r->m_pieceAt += take;
+            if (r->m_pieceAt == piece.size()) {
+                ++r->m_piece;
+                r->m_pieceAt = 0;
+            }
+        }
+        if (done) r->m_activity = true;
+        return done;
+    }
+
     static int OnProgress(void* self, curl_off_t, curl_off_t dlnow, curl_off_t, curl_off_t ulnow) {
         auto* r = static_cast<CCurlRequest*>(self);
         if (dlnow != r->m_lastDown || ulnow != r->m_lastUp) {
@@ -322,6 +373,10 @@ private:
     curl_off_t m_lastUp = 0;
     std::string m_body;
     std::size_t m_bodyPos = 0;
+    std::vector<std::string_view> m_pieces;
+    const Producer* m_producer = nullptr;
+    std::size_t m_piece = 0;
+    std::size_t m_pieceAt = 0;
 };
 
 class CCurlTransport final : public CTXHttpTransport {

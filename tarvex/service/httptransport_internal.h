@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,6 +34,30 @@ public:
     bool SendOwned(std::string_view headers, std::string body) {
         m_ownedBody = std::move(body);
         return Send(headers, m_ownedBody);
+    }
+    // Sends a body of `size` bytes that `fill` makes while it goes out:
+    // each call writes the next bytes into `out`, at most `room`, and
+    // answers how many (0 only at the end). The base makes it whole first.
+    using Producer = std::function<std::size_t(char* out, std::size_t room)>;
+    virtual bool SendProduced(std::string_view headers, std::uint64_t size, const Producer& fill) {
+        std::string body(size, '\0');
+        std::size_t done = 0;
+        while (done < body.size()) {
+            const std::size_t n = fill(body.data() + done, body.size() - done);
+            if (n == 0) break;
+            done += n;
+        }
+        body.resize(done);
+        return SendOwned(headers, std::move(body));
+    }
+
+    // Sends the body made of `count` pieces in turn, which must stay valid
+    // as for Send. The base joins them; a transport may stream them instead.
+    virtual bool SendGather(std::string_view headers, const std::string_view* pieces,
+                            std::size_t count) {
+        std::string body;
+        for (std::size_t i = 0; i < count; ++i) body.append(pieces[i]);
+        return SendOwned(headers, std::move(body));
     }
 
     // The status of the response; 0 before one has arrived.

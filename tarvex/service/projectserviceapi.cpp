@@ -1,6 +1,8 @@
 #include "tarvex/service/projectserviceapi.h"
 
+#include <cstdlib>
 #include <new>
+#include <sys/mman.h>
 
 #include <rapidjson/memorystream.h>
 
@@ -25,9 +27,21 @@ CTXByteBuffer MakeBody(std::string text) {
     return body;
 }
 
-std::unique_ptr<char[]> EncodeBase64(const void* data, std::size_t size, std::size_t& length) {
-    std::unique_ptr<char[]> text(new (std::nothrow)
-                                     char[CFastBase64::chromium_base64_encode_length(size)]);
+void FreeDeleter::operator()(void* block) const noexcept {
+    std::free(block);
+}
+
+LargeBlock AllocateLarge(std::size_t size) {
+    constexpr std::size_t kHugePage = 2u << 20;
+    if (size < 2 * kHugePage) return LargeBlock(static_cast<char*>(std::malloc(size ? size : 1)));
+    const std::size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
+    LargeBlock block(static_cast<char*>(std::aligned_alloc(kHugePage, rounded)));
+    if (block) ::madvise(block.get(), rounded, MADV_HUGEPAGE);
+    return block;
+}
+
+LargeBlock EncodeBase64(const void* data, std::size_t size, std::size_t& length) {
+    LargeBlock text = AllocateLarge(CFastBase64::chromium_base64_encode_length(size));
     if (!text) KV_THROW(u"Ошибка размещения буфера");
     length = CFastBase64::chromium_base64_encode(text.get(), static_cast<const char*>(data), size);
     return text;
@@ -97,14 +111,25 @@ std::string CProjectServiceApi::GetAuthHeader() const {
 bool CProjectServiceApi::DoPostRequest(const char* object, const std::string* auth,
                                        const CTXByteBuffer& body, ResponseFunction response,
                                        void* param) {
+    const std::string_view bytes(reinterpret_cast<const char*>(body.AsVector()),
+                                 body.GetLength());
+    return DoPostWith(
+        object, auth,
+        [bytes](CTXHttpRequest& request, std::string_view headers) {
+            return request.Send(headers, bytes);
+        },
+        response, param);
+}
+
+bool CProjectServiceApi::DoPostWith(const char* object, const std::string* auth,
+                                    const BodySender& send, ResponseFunction response,
+                                    void* param) {
     HTXREQUEST request = OpenRequestA("POST", object, "application/xml");
     if (!request) return false;
     std::string headers = kServiceHeaders;
     if (auth && !auth->empty()) headers += "Authorization: " + *auth + "\n";
-    const std::string_view bytes(reinterpret_cast<const char*>(body.AsVector()),
-                                 body.GetLength());
     // The body lives until the request closes at the end of this scope.
-    if (!request->Send(headers, bytes)) return false;
+    if (!send(*request, headers)) return false;
     if (request->QueryStatus() != 200) return false;
     return response ? response(*this, request, param) : true;
 }

@@ -21,6 +21,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "tarvex/service/internetclient.h"
 
@@ -71,6 +72,11 @@ private:
     std::string GetAuthHeader() const;
     bool DoPostRequest(const char* object, const std::string* auth, const CTXByteBuffer& body,
                        ResponseFunction response, void* param);
+    // The same with the body sent by `send` on the open request, given the
+    // headers: an upload part is made while it goes out.
+    using BodySender = std::function<bool(CTXHttpRequest& request, std::string_view headers)>;
+    bool DoPostWith(const char* object, const std::string* auth, const BodySender& send,
+                    ResponseFunction response, void* param);
     // A null buffer reads no response at all.
     bool PostRequest(const char* object, const std::string* auth, const CTXByteBuffer& body,
                      CTXByteBuffer* response);

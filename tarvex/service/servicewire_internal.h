@@ -19,10 +19,19 @@ std::string Utf8(const CString& text);
 // A body from text; bodies are moved in, never copied twice.
 CTXByteBuffer MakeBody(std::string text);
 
+// Memory for a whole file or its base64 text, touched once from end to end.
+// Large blocks are aligned for huge pages and advised so, which spares most
+// of their page faults. Null when the heap is exhausted.
+struct FreeDeleter {
+    void operator()(void* block) const noexcept;
+};
+using LargeBlock = std::unique_ptr<char[], FreeDeleter>;
+LargeBlock AllocateLarge(std::size_t size);
+
 // Base64 of `size` bytes into a buffer of (size + 2) / 3 * 4 + 1 bytes; the
 // text's length goes to `length`. Allocation failure throws CKVException
 // "Ошибка размещения буфера".
-std::unique_ptr<char[]> EncodeBase64(const void* data, std::size_t size, std::size_t& length);
+LargeBlock EncodeBase64(const void* data, std::size_t size, std::size_t& length);
 std::string EncodeBase64(const void* data, std::size_t size);
 
 // Parses a response after its leading 0xEF, 0xBB, 0xBF (each skipped by

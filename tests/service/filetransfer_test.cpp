@@ -276,3 +276,19 @@ TEST(UploadParts, BoundaryOfTheBase64TextDecidesThePartCount) {
         EXPECT_EQ("{\"file\":\"end\", \"file_hash\":42}", transport->seen.back().bodyHead);
     }
 }
+
+TEST_F(TransferTest, LargePartIsTheExactBase64OfTheFile) {
+    // Longer than the transport's buffers, and ending in a padded group.
+    std::string content(3 * 1024 * 1024 + 2, '\0');
+    for (std::size_t i = 0; i < content.size(); ++i) content[i] = GeneratedByte(i * 7);
+    server.Push(200, "{\"file\":\"created\",\"file_hash\":12}");
+    server.Push(200, "");
+    server.Push(200, "");
+    EXPECT_EQ(12u, client.UploadFile(u"big.bin", reinterpret_cast<const unsigned char*>(content.data()),
+                                     content.size()));
+    const auto calls = Calls();
+    ASSERT_EQ(3u, calls.size());
+    EXPECT_TRUE(calls[1].body ==
+                "{\"file\":\"data\", \"file_hash\":12,\"file_part\":0, \"data\":\"" + Base64(content) +
+                    "\"}");
+}
