@@ -41,7 +41,8 @@ struct Fixture {
         for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = testing_service::GeneratedByte(i);
         std::ofstream(file, std::ios::binary) << bytes;
         std::string encoded(CFastBase64::chromium_base64_encode_length(bytes.size()), '\0');
-        encoded.resize(CFastBase64::chromium_base64_encode(encoded.data(), bytes.data(), bytes.size()));
+        encoded.resize(
+            CFastBase64::chromium_base64_encode(encoded.data(), bytes.data(), bytes.size()));
         std::ofstream(text, std::ios::binary) << encoded;
     }
     ~Fixture() { fs::remove_all(dir); }
@@ -66,7 +67,8 @@ void BM_UploadFile_Client(benchmark::State& state) {
     server.SetBodyLimit(4096);
     CProjectServiceApi client;
     client.OpenConnection(server.Url16().c_str(), u"", u"", nullptr, nullptr);
-    const std::uint64_t parts = (fs::file_size(Files().text)) / CProjectServiceApi::kUploadPartChars + 1;
+    const std::uint64_t parts =
+        (fs::file_size(Files().text)) / CProjectServiceApi::kUploadPartChars + 1;
     for (auto _ : state) {
         server.Push(200, "{\"file\":\"created\",\"file_hash\":1}");
         for (std::uint64_t p = 0; p <= parts; ++p) server.Push(200, "");
@@ -80,7 +82,8 @@ void BM_UploadFile_CurlCommand(benchmark::State& state) {
     server.SetBodyLimit(4096);
     for (auto _ : state) {
         server.Push(200, "");
-        Curl("-H 'Expect:' --data-binary @" + Files().text.string() + " " + server.Url("/files/upload"));
+        Curl("-H 'Expect:' --data-binary @" + Files().text.string() + " " +
+             server.Url("/files/upload"));
     }
     state.SetBytesProcessed(state.iterations() * FileSize());
 }
@@ -130,6 +133,12 @@ void BM_DownloadFile_CurlCommand(benchmark::State& state) {
 
 BENCHMARK(BM_UploadFile_Client)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(BM_UploadFile_CurlCommand)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_DownloadFile_ClientToPath)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(BM_DownloadFile_ClientToBuffer)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_DownloadFile_ClientToPath)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+BENCHMARK(BM_DownloadFile_ClientToBuffer)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
 BENCHMARK(BM_DownloadFile_CurlCommand)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);

@@ -40,7 +40,8 @@ Response ParseResponse(std::string_view raw) {
     const std::size_t length = headers.find("\r\nContent-Length: ");
     if (length != std::string_view::npos) {
         std::uint64_t value = 0;
-        for (std::size_t i = length + 18; i < headers.size() && headers[i] >= '0' && headers[i] <= '9'; ++i)
+        for (std::size_t i = length + 18;
+             i < headers.size() && headers[i] >= '0' && headers[i] <= '9'; ++i)
             value = value * 10 + static_cast<std::uint64_t>(headers[i] - '0');
         if (value < response.body.size()) response.body = response.body.substr(0, value);
         response.shortBody = value > response.body.size();

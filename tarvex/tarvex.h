@@ -70,3 +70,7 @@
 #include "tarvex/streams/base64.h"
 #include "tarvex/streams/bytebuffer.h"
 #include "tarvex/streams/sha256.h"
+
+#include "tarvex/service/internetclient.h"
+#include "tarvex/service/projectserviceapi.h"
+#include "tarvex/service/sspi.h"

@@ -34,9 +34,8 @@ bool HasHeader(std::string_view headers, std::string_view name) {
         if (end == std::string_view::npos) end = headers.size();
         std::string_view line = headers.substr(start, end - start);
         if (line.size() > name.size() && line[name.size()] == ':' &&
-            std::equal(name.begin(), name.end(), line.begin(), [](char a, char b) {
-                return (a | 0x20) == (b | 0x20);
-            }))
+            std::equal(name.begin(), name.end(), line.begin(),
+                       [](char a, char b) { return (a | 0x20) == (b | 0x20); }))
             return true;
         start = end + 1;
     }
@@ -261,9 +260,9 @@ private:
             }
             auto wait = std::chrono::milliseconds(1000);
             if (m_target.receiveTimeoutMs > 0)
-                wait = std::min(wait, std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          timeout - idle) +
-                                          std::chrono::milliseconds(1));
+                wait = std::min(
+                    wait, std::chrono::duration_cast<std::chrono::milliseconds>(timeout - idle) +
+                              std::chrono::milliseconds(1));
             curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
         }
     }
@@ -273,9 +272,9 @@ private:
         m_result = result;
         if (result == CURLE_OK) return;
         // Callers raise CKVSysException on a failure: its text follows errno.
-        errno = result == CURLE_OPERATION_TIMEDOUT  ? ETIMEDOUT
-                : result == CURLE_COULDNT_CONNECT ? ECONNREFUSED
-                                                  : EIO;
+        errno = result == CURLE_OPERATION_TIMEDOUT ? ETIMEDOUT
+                : result == CURLE_COULDNT_CONNECT  ? ECONNREFUSED
+                                                   : EIO;
         if (!m_headersDone) m_status = 0;
     }
 

@@ -85,14 +85,16 @@ public:
             } else if (m_left >= 3 && room - done >= 5) {
                 // Whole groups straight into the transport's buffer; the
                 // encoder's terminating zero needs one byte of room more.
-                const std::uint64_t groups = std::min<std::uint64_t>(m_left / 3, (room - done - 1) / 4);
+                const std::uint64_t groups =
+                    std::min<std::uint64_t>(m_left / 3, (room - done - 1) / 4);
                 done += CFastBase64::chromium_base64_encode(
                     out + done, reinterpret_cast<const char*>(m_data), groups * 3);
                 m_data += groups * 3;
                 m_left -= groups * 3;
             } else if (m_left > 0) {
                 // The padded last group, or too little room: through a scratch.
-                const std::size_t take = static_cast<std::size_t>(std::min<std::uint64_t>(m_left, 3));
+                const std::size_t take =
+                    static_cast<std::size_t>(std::min<std::uint64_t>(m_left, 3));
                 char scratch[8];
                 const std::size_t n = CFastBase64::chromium_base64_encode(
                     scratch, reinterpret_cast<const char*>(m_data), take);

@@ -42,45 +42,84 @@ constexpr std::uint32_t kTextPiece = 20477;
 
 const char16_t* StatusText(std::int32_t status) {
     switch (status) {
-    case 400: return u"Неверный запрос";
-    case 401: return u"Ошибка авторизации";
-    case 403: return u"Доступ запрещен";
-    case 404: return u"Ресурс не найден";
-    case 405: return u"Использование метода запрещено";
-    case 406: return u"Недопустимо";
-    case 407: return u"Требуется авторизация прокси";
-    case 408: return u"Превышено время ожидания.";
-    case 409: return u"Конфликт";
-    case 410: return u"Ресурс более не доступен";
-    case 411: return u"Необходимо указание длины";
-    case 412: return u"Предварительные условия не выполнены";
-    case 413: return u"Запрос слишком велик для обработки сервером";
-    case 414: return u"Слишком большая длина URI";
-    case 415: return u"Неподдерживаемое содержимое";
-    case 416: return u"Неверный диапазон";
-    case 417: return u"Сервер не соответствует ожиданиям";
-    case 418: return u"Я-чайник";
-    case 421: return u"Сервер не может подготовить ответ";
-    case 422: return u"Необрабатываемый объект";
-    case 423: return u"Блокировано";
-    case 424: return u"Ошибка зависимости";
-    case 425: return u"Слишком рано";
-    case 426: return u"Требуется обновление";
-    case 428: return u"Требуется предварительное условие";
-    case 429: return u"Слишком много запросов";
-    case 431: return u"Слишком большой заголовок запроса";
-    case 500: return u"Внутренняя ошибка сервера";
-    case 501: return u"Не реализовано";
-    case 502: return u"Неверный шлюз";
-    case 503: return u"Сервис недоступен";
-    case 504: return u"Превышено время ожидания шлюза";
-    case 505: return u"Неподдерживаемая версия HTTP";
-    case 506: return u"Циклическая ссылка";
-    case 507: return u"Неподдерживаемое хранилище";
-    case 508: return u"Обнаружено зацикливание";
-    case 510: return u"Отсутствуют требуемые расширения";
-    case 511: return u"Сеть требует аутентификации";
-    default: return u"Неопознанная ошибка";
+    case 400:
+        return u"Неверный запрос";
+    case 401:
+        return u"Ошибка авторизации";
+    case 403:
+        return u"Доступ запрещен";
+    case 404:
+        return u"Ресурс не найден";
+    case 405:
+        return u"Использование метода запрещено";
+    case 406:
+        return u"Недопустимо";
+    case 407:
+        return u"Требуется авторизация прокси";
+    case 408:
+        return u"Превышено время ожидания.";
+    case 409:
+        return u"Конфликт";
+    case 410:
+        return u"Ресурс более не доступен";
+    case 411:
+        return u"Необходимо указание длины";
+    case 412:
+        return u"Предварительные условия не выполнены";
+    case 413:
+        return u"Запрос слишком велик для обработки сервером";
+    case 414:
+        return u"Слишком большая длина URI";
+    case 415:
+        return u"Неподдерживаемое содержимое";
+    case 416:
+        return u"Неверный диапазон";
+    case 417:
+        return u"Сервер не соответствует ожиданиям";
+    case 418:
+        return u"Я-чайник";
+    case 421:
+        return u"Сервер не может подготовить ответ";
+    case 422:
+        return u"Необрабатываемый объект";
+    case 423:
+        return u"Блокировано";
+    case 424:
+        return u"Ошибка зависимости";
+    case 425:
+        return u"Слишком рано";
+    case 426:
+        return u"Требуется обновление";
+    case 428:
+        return u"Требуется предварительное условие";
+    case 429:
+        return u"Слишком много запросов";
+    case 431:
+        return u"Слишком большой заголовок запроса";
+    case 500:
+        return u"Внутренняя ошибка сервера";
+    case 501:
+        return u"Не реализовано";
+    case 502:
+        return u"Неверный шлюз";
+    case 503:
+        return u"Сервис недоступен";
+    case 504:
+        return u"Превышено время ожидания шлюза";
+    case 505:
+        return u"Неподдерживаемая версия HTTP";
+    case 506:
+        return u"Циклическая ссылка";
+    case 507:
+        return u"Неподдерживаемое хранилище";
+    case 508:
+        return u"Обнаружено зацикливание";
+    case 510:
+        return u"Отсутствуют требуемые расширения";
+    case 511:
+        return u"Сеть требует аутентификации";
+    default:
+        return u"Неопознанная ошибка";
     }
 }
 
@@ -146,7 +185,8 @@ bool CTXInternetClient::OpenConnection(const char16_t* url, const char16_t* user
         // A host of up to 3 characters, port included, is refused.
         const int hostStart = schemeEnd + 3;
         const int slash = m_strServiceUrl.Find(u'/', hostStart);
-        if (slash < 0 || slash - hostStart < 4) KV_THROW(u"Ошибка в URL сервиса (не указан каталог).");
+        if (slash < 0 || slash - hostStart < 4)
+            KV_THROW(u"Ошибка в URL сервиса (не указан каталог).");
         m_strHost = m_strServiceUrl.Mid(hostStart, slash - hostStart);
         m_strPath = m_strServiceUrl.Mid(slash);
 

@@ -111,8 +111,7 @@ std::string CProjectServiceApi::GetAuthHeader() const {
 bool CProjectServiceApi::DoPostRequest(const char* object, const std::string* auth,
                                        const CTXByteBuffer& body, ResponseFunction response,
                                        void* param) {
-    const std::string_view bytes(reinterpret_cast<const char*>(body.AsVector()),
-                                 body.GetLength());
+    const std::string_view bytes(reinterpret_cast<const char*>(body.AsVector()), body.GetLength());
     return DoPostWith(
         object, auth,
         [bytes](CTXHttpRequest& request, std::string_view headers) {
@@ -157,8 +156,8 @@ bool CProjectServiceApi::PostRequest(const char* object, const std::string* auth
 
 bool CProjectServiceApi::OpenDatabaseSession(const CString& database, const CString& login,
                                              const CString& password) {
-    const std::string json = "{\"db_name\":\"" + Utf8(database) + "\",\"login\":\"" +
-                             Utf8(login) + "\", \"pass\":\"" + Utf8(password) + "\"}";
+    const std::string json = "{\"db_name\":\"" + Utf8(database) + "\",\"login\":\"" + Utf8(login) +
+                             "\", \"pass\":\"" + Utf8(password) + "\"}";
     std::size_t length = 0;
     auto text = EncodeBase64(json.data(), json.size(), length);
     CTXByteBuffer body;
@@ -196,8 +195,8 @@ bool CProjectServiceApi::OpenWindowsSession() {
     if (!serverToken || !data) return false;
 
     const std::size_t textLength = data->GetStringLength();
-    std::unique_ptr<char[]> decoded(new (std::nothrow)
-                                        char[CFastBase64::chromium_base64_decode_length(textLength)]);
+    std::unique_ptr<char[]> decoded(
+        new (std::nothrow) char[CFastBase64::chromium_base64_decode_length(textLength)]);
     if (!decoded) KV_THROW(u"Ошибка размещения буфера");
     const std::size_t decodedLength =
         CFastBase64::chromium_base64_decode(decoded.get(), data->GetString(), textLength);
@@ -211,14 +210,14 @@ bool CProjectServiceApi::OpenWindowsSession() {
         return false;
 
     CTXByteBuffer final;
-    if (!DoPostRequest("/auth/windows", nullptr,
-                       MakeBody("{\"sspi_stage\":\"end\", \"token\":\"" + FromValue(*serverToken) +
-                                "\", \"data\":\"" + EncodeBase64(token, tokenLength) + "\"}"),
-                       [](CProjectServiceApi& api, HTXREQUEST& request, void* param) {
-                           return api.GetResponseBytes(request,
-                                                       *static_cast<CTXByteBuffer*>(param));
-                       },
-                       &final))
+    if (!DoPostRequest(
+            "/auth/windows", nullptr,
+            MakeBody("{\"sspi_stage\":\"end\", \"token\":\"" + FromValue(*serverToken) +
+                     "\", \"data\":\"" + EncodeBase64(token, tokenLength) + "\"}"),
+            [](CProjectServiceApi& api, HTXREQUEST& request, void* param) {
+                return api.GetResponseBytes(request, *static_cast<CTXByteBuffer*>(param));
+            },
+            &final))
         return false;
     rapidjson::Document second;
     if (!ParseObject(final, second)) return false;
@@ -292,8 +291,9 @@ bool CProjectServiceCommon::OpenSession(const char16_t* url, const char16_t* use
         return false;
     }
     if (!DatabaseConnectionIsPossible(database)) {
-        if (error) *error = u"Сервис не может подключиться к данной БД. Следует проверить его "
-                            u"настройку.";
+        if (error)
+            *error = u"Сервис не может подключиться к данной БД. Следует проверить его "
+                     u"настройку.";
         return false;
     }
     return true;

@@ -15,14 +15,19 @@ SECURITY_STATUS FromGss(OM_uint32 major) {
     switch (GSS_ROUTINE_ERROR(major)) {
     case GSS_S_NO_CRED:
     case GSS_S_CREDENTIALS_EXPIRED:
-    case GSS_S_DEFECTIVE_CREDENTIAL: return SEC_E_NO_CREDENTIALS;
+    case GSS_S_DEFECTIVE_CREDENTIAL:
+        return SEC_E_NO_CREDENTIALS;
     case GSS_S_BAD_NAME:
-    case GSS_S_BAD_NAMETYPE: return SEC_E_TARGET_UNKNOWN;
+    case GSS_S_BAD_NAMETYPE:
+        return SEC_E_TARGET_UNKNOWN;
     case GSS_S_DEFECTIVE_TOKEN:
     case GSS_S_BAD_SIG:
-    case GSS_S_NO_CONTEXT: return SEC_E_INVALID_TOKEN;
-    case GSS_S_UNAUTHORIZED: return SEC_E_LOGON_DENIED;
-    default: return SEC_E_INTERNAL_ERROR;
+    case GSS_S_NO_CONTEXT:
+        return SEC_E_INVALID_TOKEN;
+    case GSS_S_UNAUTHORIZED:
+        return SEC_E_LOGON_DENIED;
+    default:
+        return SEC_E_INTERNAL_ERROR;
     }
 }
 
@@ -47,9 +52,8 @@ public:
                                         usage, &m_cred, nullptr, nullptr));
     }
 
-    SECURITY_STATUS InitializeContext(const char* target, const void* input,
-                                      std::uint32_t inLength, void* output,
-                                      std::uint32_t& outLength) override {
+    SECURITY_STATUS InitializeContext(const char* target, const void* input, std::uint32_t inLength,
+                                      void* output, std::uint32_t& outLength) override {
         OM_uint32 minor = 0;
         if (!input) DropContext();
         if (m_target == GSS_C_NO_NAME) {
@@ -59,10 +63,10 @@ public:
         }
         gss_buffer_desc in = {inLength, const_cast<void*>(input)};
         gss_buffer_desc out = GSS_C_EMPTY_BUFFER;
-        const OM_uint32 major = gss_init_sec_context(
-            &minor, m_cred, &m_context, m_target, &g_spnegoOid, GSS_C_CONF_FLAG, 0,
-            GSS_C_NO_CHANNEL_BINDINGS, input ? &in : GSS_C_NO_BUFFER, nullptr, &out, nullptr,
-            nullptr);
+        const OM_uint32 major =
+            gss_init_sec_context(&minor, m_cred, &m_context, m_target, &g_spnegoOid,
+                                 GSS_C_CONF_FLAG, 0, GSS_C_NO_CHANNEL_BINDINGS,
+                                 input ? &in : GSS_C_NO_BUFFER, nullptr, &out, nullptr, nullptr);
         return TakeToken(major, out, output, outLength);
     }
 

@@ -118,7 +118,8 @@ TEST_F(TransferTest, RetriesCountDownToZeroReadingTheFileAnew) {
     EXPECT_EQ(0u, client.UploadFile(W(file.string()), 2));
     const auto lines = log.With("Ошибка отправки файла");
     ASSERT_EQ(3u, lines.size());
-    const std::string prefix = "Ошибка отправки файла " + file.string() + " на сервер. Попыток осталось: ";
+    const std::string prefix =
+        "Ошибка отправки файла " + file.string() + " на сервер. Попыток осталось: ";
     EXPECT_NE(std::string::npos, lines[0].find(prefix + "2."));
     EXPECT_NE(std::string::npos, lines[1].find(prefix + "1."));
     EXPECT_NE(std::string::npos, lines[2].find(prefix + "0."));
@@ -150,8 +151,9 @@ TEST_F(TransferTest, EmptyFileRunsEveryAttemptAndUnreadableOneNone) {
 
     const std::string missing = (log.Root() / "missing").string();
     EXPECT_EQ(0u, client.UploadFile(W(missing), 10));
-    EXPECT_EQ(1u, log.With("CProjectServiceApi::UploadFile не удалось открыть файл " + missing + ".")
-                      .size());
+    EXPECT_EQ(
+        1u,
+        log.With("CProjectServiceApi::UploadFile не удалось открыть файл " + missing + ".").size());
     // A folder can't be read as a file.
     EXPECT_EQ(0u, client.UploadFile(W(log.Root().string() + "/"), 10));
     EXPECT_EQ(11u, log.With("Ошибка отправки файла").size());
@@ -210,9 +212,10 @@ TEST_F(TransferTest, DownloadAppendsToTheBufferAndWritesFiles) {
 TEST_F(TransferTest, DownloadCutShortStillAnswersTrue) {
     Reply cut;
     cut.generatedSize = 100000;
-    cut.cutAfter = std::string("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\nConnection: close\r\n\r\n")
-                       .size() +
-                   12345;
+    cut.cutAfter =
+        std::string("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\nConnection: close\r\n\r\n")
+            .size() +
+        12345;
     server.Push(cut);
     server.Push(cut);
     CTXByteBuffer buffer;
@@ -262,8 +265,9 @@ TEST(UploadParts, BoundaryOfTheBase64TextDecidesThePartCount) {
         ASSERT_EQ(parts.size() + 2, transport->seen.size()) << size;
         for (std::size_t p = 0; p < parts.size(); ++p) {
             const auto& seen = transport->seen[p + 1];
-            const std::string head = "{\"file\":\"data\", \"file_hash\":42,\"file_part\":" +
-                                     std::to_string(p) + ", \"data\":\"";
+            const std::string head =
+                "{\"file\":\"data\", \"file_hash\":42,\"file_part\":" + std::to_string(p) +
+                ", \"data\":\"";
             EXPECT_EQ(head.size() + parts[p] + 2, seen.bodySize) << size << " part " << p;
             EXPECT_EQ(0u, seen.bodyHead.find(head));
             EXPECT_EQ('}', seen.bodyTail.back());
@@ -284,11 +288,12 @@ TEST_F(TransferTest, LargePartIsTheExactBase64OfTheFile) {
     server.Push(200, "{\"file\":\"created\",\"file_hash\":12}");
     server.Push(200, "");
     server.Push(200, "");
-    EXPECT_EQ(12u, client.UploadFile(u"big.bin", reinterpret_cast<const unsigned char*>(content.data()),
-                                     content.size()));
+    EXPECT_EQ(12u,
+              client.UploadFile(u"big.bin", reinterpret_cast<const unsigned char*>(content.data()),
+                                content.size()));
     const auto calls = Calls();
     ASSERT_EQ(3u, calls.size());
     EXPECT_TRUE(calls[1].body ==
-                "{\"file\":\"data\", \"file_hash\":12,\"file_part\":0, \"data\":\"" + Base64(content) +
-                    "\"}");
+                "{\"file\":\"data\", \"file_hash\":12,\"file_part\":0, \"data\":\"" +
+                    Base64(content) + "\"}");
 }

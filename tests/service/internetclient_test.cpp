@@ -49,7 +49,8 @@ TEST(InternetClient, UrlIsSplitIntoHostPortAndPath) {
     EXPECT_EQ("Ошибка в URL сервиса (не указан каталог).", U8(error));
     EXPECT_FALSE(client.IsConnected());
     // No "/" behind the host, even with a query.
-    EXPECT_FALSE(client.OpenConnection(u"http://host.example?GetApiInfo", u"", u"", &error, nullptr));
+    EXPECT_FALSE(
+        client.OpenConnection(u"http://host.example?GetApiInfo", u"", u"", &error, nullptr));
     EXPECT_EQ("Ошибка в URL сервиса (не указан каталог).", U8(error));
     EXPECT_FALSE(client.OpenConnection(u"host.example/x", u"", u"", &error, nullptr));
     EXPECT_EQ("Ошибка в URL сервиса (не указан протокол).", U8(error));
@@ -149,10 +150,12 @@ TEST(InternetClient, GetCarriesNoHeadersOfItsOwnAndAppendsTheSuffix) {
     EXPECT_EQ(CString(u"ok"), text);
     ASSERT_EQ(1u, server.RequestCount());
     EXPECT_EQ("GET /api/v1?GetApiInfo HTTP/1.1\r\n"
-              "Host: 127.0.0.1:" + std::to_string(server.Port()) + "\r\n"
-              "User-Agent: Tarvex3dViewer\r\n"
-              "Accept: */*\r\n"
-              "Pragma: no-cache\r\n\r\n",
+              "Host: 127.0.0.1:" +
+                  std::to_string(server.Port()) +
+                  "\r\n"
+                  "User-Agent: Tarvex3dViewer\r\n"
+                  "Accept: */*\r\n"
+                  "Pragma: no-cache\r\n\r\n",
               server.Requests()[0].head);
 }
 
@@ -166,12 +169,14 @@ TEST(InternetClient, PostSendsTheTextAsUtf8) {
     const auto requests = server.Requests();
     ASSERT_EQ(1u, requests.size());
     EXPECT_EQ("POST /other HTTP/1.1\r\n"
-              "Host: 127.0.0.1:" + std::to_string(server.Port()) + "\r\n"
-              "User-Agent: Tarvex3dViewer\r\n"
-              "X-Test: 1\r\n"
-              "Accept: application/xml\r\n"
-              "Pragma: no-cache\r\n"
-              "Content-Length: 12\r\n\r\n",
+              "Host: 127.0.0.1:" +
+                  std::to_string(server.Port()) +
+                  "\r\n"
+                  "User-Agent: Tarvex3dViewer\r\n"
+                  "X-Test: 1\r\n"
+                  "Accept: application/xml\r\n"
+                  "Pragma: no-cache\r\n"
+                  "Content-Length: 12\r\n\r\n",
               requests[0].head);
     EXPECT_EQ("тело <&>", requests[0].body);
 }
@@ -224,7 +229,8 @@ TEST(InternetClient, ReadsIntoBufferFileAndTextFollowTheBody) {
     Reply cut;
     cut.body = std::string(70000, 'z');
     cut.cutAfter =
-        std::string("HTTP/1.1 200 OK\r\nContent-Length: 70000\r\nConnection: close\r\n\r\n").size() +
+        std::string("HTTP/1.1 200 OK\r\nContent-Length: 70000\r\nConnection: close\r\n\r\n")
+            .size() +
         40000;
     server.Push(cut);
     server.Push(200, "Привет, мир");
@@ -315,7 +321,10 @@ TEST(InternetClient, HttpsChecksTheCertificate) {
 
 TEST(InternetClient, NobodyListeningFailsAtTheFirstRequestNotAtOpening) {
     int port;
-    { TestServer gone; port = gone.Port(); }
+    {
+        TestServer gone;
+        port = gone.Port();
+    }
     TestClient client;
     const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/x";
     ASSERT_TRUE(client.OpenConnection(W(url).GetString(), u"", u"", nullptr, nullptr));

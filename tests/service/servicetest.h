@@ -35,14 +35,14 @@ inline std::string BytesOf(const CTXByteBuffer& buffer) {
 
 class TestClient : public CProjectServiceCommon {
 public:
+    using CTXInternetClient::GetPassword;
     using CTXInternetClient::GetResponseBytes;
     using CTXInternetClient::GetResponseUTF8;
+    using CTXInternetClient::GetUser;
     using CTXInternetClient::OpenRequestA;
     using CTXInternetClient::PrepareGETRequest;
     using CTXInternetClient::PreparePOSTRequest;
     using CTXInternetClient::ProcessHttpResult;
-    using CTXInternetClient::GetPassword;
-    using CTXInternetClient::GetUser;
 
     // The body that the last failed request handed to ProcessException.
     mutable CString lastException;
@@ -149,9 +149,9 @@ class MemoryRequest : public CTXHttpRequest {
 public:
     MemoryRequest(MemoryTransport& owner, std::string object) : m_owner(owner), m_object(object) {}
     bool Send(std::string_view headers, std::string_view body) override {
-        MemoryTransport::Seen seen{m_object, std::string(headers), body.size(),
-                                   std::string(body.substr(0, 120)),
-                                   std::string(body.substr(body.size() > 20 ? body.size() - 20 : 0))};
+        MemoryTransport::Seen seen{
+            m_object, std::string(headers), body.size(), std::string(body.substr(0, 120)),
+            std::string(body.substr(body.size() > 20 ? body.size() - 20 : 0))};
         m_owner.seen.push_back(std::move(seen));
         if (!m_owner.replies.empty()) {
             m_status = m_owner.replies.front().first;
@@ -176,7 +176,8 @@ private:
     std::size_t m_at = 0;
 };
 
-inline std::unique_ptr<CTXHttpRequest> MemoryTransport::OpenRequest(const CTXRequestTarget& target) {
+inline std::unique_ptr<CTXHttpRequest>
+MemoryTransport::OpenRequest(const CTXRequestTarget& target) {
     return std::make_unique<MemoryRequest>(*this, target.object);
 }
 

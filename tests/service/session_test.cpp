@@ -83,9 +83,10 @@ TEST_F(SessionTest, FailedLoginsKeepTheOldToken) {
 }
 
 TEST_F(SessionTest, ResponsesSkipEachByteOfTheByteOrderMarkByItself) {
-    const char* bodies[] = {"\xEF\xBB\xBF{\"session_token\":\"a\"}", "\xBB{\"session_token\":\"b\"}",
-                            "\xEF\xBF{\"session_token\":\"c\"}", "\xBF\xBB{\"session_token\":\"d\"}",
-                            "\xEF\xEF{\"session_token\":\"e\"}", "\xEF\xBB\xBF"};
+    const char* bodies[] = {
+        "\xEF\xBB\xBF{\"session_token\":\"a\"}", "\xBB{\"session_token\":\"b\"}",
+        "\xEF\xBF{\"session_token\":\"c\"}",     "\xBF\xBB{\"session_token\":\"d\"}",
+        "\xEF\xEF{\"session_token\":\"e\"}",     "\xEF\xBB\xBF"};
     for (const char* body : bodies) server.Push(200, body);
     Connect();
     EXPECT_TRUE(client.OpenDatabaseSession(u"d", u"l", u"p"));
@@ -102,10 +103,14 @@ TEST_F(SessionTest, ResponsesSkipEachByteOfTheByteOrderMarkByItself) {
 
 TEST_F(SessionTest, DatabaseProbeNeedsAPositiveInteger) {
     const std::pair<const char*, bool> cases[] = {
-        {"{\"possibility\":0}", false},          {"{\"possibility\":-1}", false},
-        {"{\"possibility\":\"1\"}", false},      {"{\"possibility\":1.5}", false},
-        {"{}", false},                           {"{\"possibility\":1}", true},
-        {"{\"possibility\":2}", true},           {"{\"possibility\":5000000000}", true},
+        {"{\"possibility\":0}", false},
+        {"{\"possibility\":-1}", false},
+        {"{\"possibility\":\"1\"}", false},
+        {"{\"possibility\":1.5}", false},
+        {"{}", false},
+        {"{\"possibility\":1}", true},
+        {"{\"possibility\":2}", true},
+        {"{\"possibility\":5000000000}", true},
         {"{\"possibility\":18446744073709551615}", false}};
     for (const auto& [body, expected] : cases) server.Push(200, body);
     Connect();
@@ -180,7 +185,8 @@ TEST_F(SessionTest, WindowsLoginRunsTwoLegs) {
 
     const auto requests = server.Requests();
     ASSERT_EQ(2u, requests.size());
-    const std::string begin = "{\"sspi_stage\":\"begin\", \"data\":\"" + Base64("first-token") + "\"}";
+    const std::string begin =
+        "{\"sspi_stage\":\"begin\", \"data\":\"" + Base64("first-token") + "\"}";
     const std::string end = "{\"sspi_stage\":\"end\", \"token\":\"srv-7\", \"data\":\"" +
                             Base64("second\x01token") + "\"}";
     EXPECT_EQ(begin, requests[0].body);
@@ -212,11 +218,11 @@ TEST_F(SessionTest, WindowsLoginFailures) {
     package->acquire = SEC_E_OK;
 
     const std::string failing[] = {
-        "{\"token\":\"t\",\"data\":\"abc\"}",     // not base64
-        "{\"token\":\"t\",\"data\":\"\"}",        // nothing decoded
-        "{\"token\":\"t\",\"data\":\"@@@@\"}",    // bad characters
-        "{\"token\":1,\"data\":\"YWJj\"}",        // token not a string
-        "{\"data\":\"YWJj\"}",                    // no token
+        "{\"token\":\"t\",\"data\":\"abc\"}",  // not base64
+        "{\"token\":\"t\",\"data\":\"\"}",     // nothing decoded
+        "{\"token\":\"t\",\"data\":\"@@@@\"}", // bad characters
+        "{\"token\":1,\"data\":\"YWJj\"}",     // token not a string
+        "{\"data\":\"YWJj\"}",                 // no token
         "nonsense",
     };
     for (const auto& body : failing) {
@@ -239,7 +245,8 @@ TEST_F(SessionTest, WindowsLoginFailures) {
     EXPECT_EQ("", client.GetSessionToken());
     EXPECT_EQ(std::size(failing) + 4, server.RequestCount());
     // A completed context may send an empty second token.
-    EXPECT_EQ("{\"sspi_stage\":\"end\", \"token\":\"t\", \"data\":\"\"}", server.Requests().back().body);
+    EXPECT_EQ("{\"sspi_stage\":\"end\", \"token\":\"t\", \"data\":\"\"}",
+              server.Requests().back().body);
 }
 
 TEST_F(SessionTest, OpenSessionTellsWhichStepFailed) {

@@ -58,13 +58,15 @@ struct TestServer::Connection {
         if (fd >= 0) ::close(fd);
     }
     long Read(char* buffer, std::size_t size) {
-        if (ssl) return SSL_read(ssl, buffer, static_cast<int>(std::min<std::size_t>(size, 1 << 30)));
+        if (ssl)
+            return SSL_read(ssl, buffer, static_cast<int>(std::min<std::size_t>(size, 1 << 30)));
         return ::recv(fd, buffer, size, 0);
     }
     bool Write(const char* data, std::size_t size) {
         while (size > 0) {
-            long n = ssl ? SSL_write(ssl, data, static_cast<int>(std::min<std::size_t>(size, 1 << 20)))
-                         : ::send(fd, data, size, MSG_NOSIGNAL);
+            long n =
+                ssl ? SSL_write(ssl, data, static_cast<int>(std::min<std::size_t>(size, 1 << 20)))
+                    : ::send(fd, data, size, MSG_NOSIGNAL);
             if (n <= 0) return false;
             data += n;
             size -= static_cast<std::size_t>(n);
@@ -83,7 +85,8 @@ TestServer::TestServer(bool tls) : m_tls(tls) {
         SSL_CTX* context = SSL_CTX_new(TLS_server_method());
         const auto& dir = Certificates().dir;
         if (!context ||
-            SSL_CTX_use_certificate_file(context, (dir / "cert.pem").c_str(), SSL_FILETYPE_PEM) != 1 ||
+            SSL_CTX_use_certificate_file(context, (dir / "cert.pem").c_str(), SSL_FILETYPE_PEM) !=
+                1 ||
             SSL_CTX_use_PrivateKey_file(context, (dir / "key.pem").c_str(), SSL_FILETYPE_PEM) != 1)
             throw std::runtime_error("TLS context");
         m_sslContext = context;
@@ -205,8 +208,8 @@ bool TestServer::ReadRequest(Connection& connection, Request& request) {
     request.bodySize = rest.size();
     if (rest.size() <= m_bodyLimit) request.body = std::move(rest);
     while (request.bodySize < length) {
-        const long n =
-            connection.Read(buffer, std::min<std::uint64_t>(sizeof buffer, length - request.bodySize));
+        const long n = connection.Read(
+            buffer, std::min<std::uint64_t>(sizeof buffer, length - request.bodySize));
         if (n <= 0) return false;
         request.bodySize += static_cast<std::uint64_t>(n);
         if (request.body.size() + static_cast<std::size_t>(n) <= m_bodyLimit)
@@ -245,7 +248,8 @@ void TestServer::Answer(Connection& connection, const Reply& reply) {
         std::string chunk(kGeneratedPeriod * 1024, '\0');
         for (std::size_t i = 0; i < chunk.size(); ++i) chunk[i] = GeneratedByte(i);
         for (std::uint64_t at = 0; whole && at < reply.generatedSize; at += chunk.size())
-            whole = send(chunk.data(), std::min<std::uint64_t>(chunk.size(), reply.generatedSize - at));
+            whole =
+                send(chunk.data(), std::min<std::uint64_t>(chunk.size(), reply.generatedSize - at));
     } else if (whole && body) {
         whole = send(body->data(), body->size());
     }
