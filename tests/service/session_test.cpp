@@ -313,3 +313,33 @@ TEST(SessionCopy, CopyCarriesTheToken) {
     EXPECT_EQ("t", copy.GetSessionToken());
     EXPECT_TRUE(copy.IsConnected());
 }
+
+TEST(NegotiatePackage, WithoutKerberosCredentialsTheRealPackageSendsNothing) {
+    // No credentials cache and no realm: either the credentials or the first
+    // token fail, and neither leg reaches the service.
+    const char* names[] = {"KRB5CCNAME", "KRB5_CONFIG", "KRB5_KTNAME"};
+    std::vector<std::pair<std::string, std::string>> saved;
+    for (const char* name : names)
+        if (const char* value = std::getenv(name)) saved.emplace_back(name, value);
+    setenv("KRB5CCNAME", "FILE:/nonexistent/tarvex-ccache", 1);
+    setenv("KRB5_CONFIG", "/nonexistent/krb5.conf", 1);
+    setenv("KRB5_KTNAME", "FILE:/nonexistent/keytab", 1);
+
+    TestServer server;
+    TestClient client;
+    ASSERT_TRUE(client.OpenConnection(server.Url16().c_str(), u"", u"", nullptr, nullptr));
+    client.OpenWindowsSession();
+    EXPECT_EQ(0u, server.RequestCount());
+    EXPECT_EQ("", client.GetSessionToken());
+
+    CSspiServer acceptor;
+    unsigned char out[1000];
+    std::uint32_t outLength = sizeof out;
+    bool done = true;
+    const unsigned char garbage[] = {0x60, 0x03, 0x06, 0x01, 0x00};
+    acceptor.Init();
+    EXPECT_FALSE(acceptor.GenerateContext(garbage, sizeof garbage, out, outLength, true, done));
+
+    for (const char* name : names) unsetenv(name);
+    for (const auto& [name, value] : saved) setenv(name.c_str(), value.c_str(), 1);
+}
