@@ -106,7 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!client.OpenConnection(u"http://fuzz.test/api/", u"user", u"pw", nullptr, nullptr))
         __builtin_trap();
 
-    // Only the designed failures may come out: false, 0, or an error text.
+    // Only the expected failures may come out: false, 0, or an error text.
     client.OpenDatabaseSession(u"db", u"user", u"pw");
     client.OpenWindowsSession();
     CString text;

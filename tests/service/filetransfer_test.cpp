@@ -2,19 +2,11 @@
 
 #include <fstream>
 
-#include "tarvex/streams/base64.h"
-
 using namespace testing_service;
 using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Base64(const std::string& bytes) {
-    std::string out(CFastBase64::chromium_base64_encode_length(bytes.size()), '\0');
-    out.resize(CFastBase64::chromium_base64_encode(out.data(), bytes.data(), bytes.size()));
-    return out;
-}
 
 void WriteFile(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;

@@ -18,6 +18,7 @@
 #include "tarvex/service/httptransport_internal.h"
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
+#include "tarvex/streams/base64.h"
 #include "tarvex/streams/bytebuffer.h"
 #include "tests/service/testserver.h"
 
@@ -29,8 +30,10 @@ inline std::string U8(const char16_t* text) {
 inline CString W(const std::string& text) {
     return tarvex::FromUtf8(text);
 }
-inline std::string BytesOf(const CTXByteBuffer& buffer) {
-    return std::string(reinterpret_cast<const char*>(buffer.AsVector()), buffer.GetLength());
+inline std::string Base64(const std::string& bytes) {
+    std::string out(CFastBase64::chromium_base64_encode_length(bytes.size()), '\0');
+    out.resize(CFastBase64::chromium_base64_encode(out.data(), bytes.data(), bytes.size()));
+    return out;
 }
 
 class TestClient : public CProjectServiceCommon {

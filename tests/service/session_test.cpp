@@ -1,22 +1,8 @@
 #include "tests/service/servicetest.h"
 
-#include "tarvex/streams/base64.h"
-
 using namespace testing_service;
 
 namespace {
-
-std::string Base64(const std::string& bytes) {
-    std::string out(CFastBase64::chromium_base64_encode_length(bytes.size()), '\0');
-    out.resize(CFastBase64::chromium_base64_encode(out.data(), bytes.data(), bytes.size()));
-    return out;
-}
-
-std::string Unbase64(const std::string& text) {
-    std::string out(CFastBase64::chromium_base64_decode_length(text.size()), '\0');
-    out.resize(CFastBase64::chromium_base64_decode(out.data(), text.data(), text.size()));
-    return out;
-}
 
 std::string ServiceHead(const TestServer& server, const std::string& object, std::size_t length,
                         const std::string& auth = "") {
@@ -56,7 +42,6 @@ TEST_F(SessionTest, DatabaseLoginSendsBase64OfTheJsonAndTheTokenGoesOnLaterCalls
     // The quote is not escaped: the service receives broken JSON, as sent.
     const std::string login = "{\"db_name\":\"База\",\"login\":\"login\", \"pass\":\"pa\"ss\"}";
     EXPECT_EQ(Base64(login), requests[0].body);
-    EXPECT_EQ(login, Unbase64(requests[0].body));
     // POST objects ignore the URL's path; only the session call is authorised.
     EXPECT_EQ(ServiceHead(server, "/auth/db", requests[0].body.size()), requests[0].head);
     EXPECT_EQ("{\"db_name\":\"База\"}", requests[1].body);
