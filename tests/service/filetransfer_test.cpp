@@ -55,10 +55,9 @@ TEST_F(TransferTest, UploadSendsBeginDataAndEndWithTheSessionLine) {
                   Base64(content) + "\"}",
               calls[1].body);
     EXPECT_EQ("{\"file\":\"end\", \"file_hash\":9223372036854775807}", calls[2].body);
-    for (const auto& call : calls) {
-        EXPECT_EQ(0u, call.head.find("POST /files/upload HTTP/1.1\r\n"));
-        EXPECT_NE(std::string::npos, call.head.find("\r\nAuthorization: session_token:S\r\n"));
-    }
+    for (const auto& call : calls)
+        EXPECT_EQ(ServiceHead(server, "/files/upload", call.body.size(), "session_token:S"),
+                  call.head);
 }
 
 TEST_F(TransferTest, NegativeHashTravelsBackAsUnsigned) {
@@ -197,8 +196,8 @@ TEST_F(TransferTest, DownloadAppendsToTheBufferAndWritesFiles) {
     ASSERT_EQ(3u, calls.size());
     EXPECT_EQ("{\"file_hash\":18446744073709551615}", calls[0].body);
     EXPECT_EQ("{\"file_hash\":7}", calls[1].body);
-    EXPECT_EQ(0u, calls[0].head.find("POST /files/download HTTP/1.1\r\n"));
-    EXPECT_NE(std::string::npos, calls[0].head.find("\r\nAuthorization: session_token:S\r\n"));
+    EXPECT_EQ(ServiceHead(server, "/files/download", calls[0].body.size(), "session_token:S"),
+              calls[0].head);
 }
 
 TEST_F(TransferTest, DownloadCutShortStillAnswersTrue) {

@@ -202,6 +202,24 @@ TEST(InternetClient, ServerThatStallsTimesOutAfterTheTimeoutSetBeforeOpening) {
     }
 }
 
+TEST(InternetClient, SlowBodyThatKeepsMovingNeverTimesOut) {
+    // The timeout counts silence, not the whole transfer: six bytes 100 ms
+    // apart outlast a 300 ms timeout.
+    TestServer server;
+    Reply slow;
+    slow.body = "abcdef";
+    slow.dripPauseMs = 100;
+    server.Push(slow);
+    TestClient client;
+    client.SetReceiveTimeout(300);
+    ASSERT_TRUE(client.OpenConnection(server.Url16().c_str(), u"", u"", nullptr, nullptr));
+    HTXREQUEST request;
+    client.PrepareGETRequest(u"", request);
+    CString text;
+    EXPECT_TRUE(client.GetResponseUTF8(request, text));
+    EXPECT_EQ(CString(u"abcdef"), text);
+}
+
 TEST(InternetClient, BodyStallingMidwayEndsTheReadWithWhatArrived) {
     TestServer server;
     Reply stall;

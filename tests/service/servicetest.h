@@ -36,6 +36,16 @@ inline std::string Base64(const std::string& bytes) {
     return out;
 }
 
+// The exact head of a service POST.
+inline std::string ServiceHead(const TestServer& server, const std::string& object,
+                               std::size_t length, const std::string& auth = "") {
+    return "POST " + object + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+           "\r\nUser-Agent: Tarvex3dViewer\r\nAccept: */*\r\n"
+           "Content-Type: application/json; charset=utf-8\r\nConnection: Close\r\n" +
+           (auth.empty() ? "" : "Authorization: " + auth + "\r\n") +
+           "Pragma: no-cache\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n";
+}
+
 class TestClient : public CProjectServiceCommon {
 public:
     using CTXInternetClient::GetPassword;

@@ -4,15 +4,6 @@ using namespace testing_service;
 
 namespace {
 
-std::string ServiceHead(const TestServer& server, const std::string& object, std::size_t length,
-                        const std::string& auth = "") {
-    return "POST " + object + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
-           "\r\nUser-Agent: Tarvex3dViewer\r\nAccept: */*\r\n"
-           "Content-Type: application/json; charset=utf-8\r\nConnection: Close\r\n" +
-           (auth.empty() ? "" : "Authorization: " + auth + "\r\n") +
-           "Pragma: no-cache\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n";
-}
-
 class SessionTest : public ::testing::Test {
 protected:
     void Connect(const std::string& path = "/svc/") {

@@ -1,6 +1,7 @@
 #include "tests/service/testserver.h"
 
 #include <arpa/inet.h>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -250,6 +251,11 @@ void TestServer::Answer(Connection& connection, const Reply& reply) {
         for (std::uint64_t at = 0; whole && at < reply.generatedSize; at += chunk.size())
             whole =
                 send(chunk.data(), std::min<std::uint64_t>(chunk.size(), reply.generatedSize - at));
+    } else if (whole && body && reply.dripPauseMs > 0) {
+        for (std::size_t i = 0; whole && i < body->size(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(reply.dripPauseMs));
+            whole = send(body->data() + i, 1);
+        }
     } else if (whole && body) {
         whole = send(body->data(), body->size());
     }

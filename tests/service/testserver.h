@@ -27,6 +27,8 @@ struct Reply {
     // Stop after this many bytes of the response; then close, or stall.
     std::uint64_t cutAfter = UINT64_MAX;
     bool stallAtCut = false;
+    // Send the body one byte at a time with this pause between bytes.
+    int dripPauseMs = 0;
     // Say nothing at all until the server is destroyed.
     bool stallBeforeHeaders = false;
     // Add "Content-Length" of the body (off for raw replies and wrong lengths).
