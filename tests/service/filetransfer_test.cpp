@@ -145,6 +145,13 @@ TEST_F(TransferTest, EmptyFileRunsEveryAttemptAndUnreadableOneNone) {
     EXPECT_EQ(
         1u,
         log.With("CProjectServiceApi::UploadFile не удалось открыть файл " + missing + ".").size());
+    // 4 GiB and more is refused as unreadable rather than cut to 32 bits
+    // (a sparse file: nothing is written to the disk).
+    const fs::path huge = log.Root() / "huge.bin";
+    { std::ofstream(huge).flush(); }
+    fs::resize_file(huge, std::uintmax_t{1} << 32);
+    EXPECT_EQ(0u, client.UploadFile(W(huge.string()), 10));
+    EXPECT_EQ(1u, log.With("не удалось открыть файл " + huge.string() + ".").size());
     // A folder can't be read as a file.
     EXPECT_EQ(0u, client.UploadFile(W(log.Root().string() + "/"), 10));
     EXPECT_EQ(11u, log.With("Ошибка отправки файла").size());
