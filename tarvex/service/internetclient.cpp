@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -37,6 +38,7 @@ void CTXRequestCloser::operator()(CTXHttpRequest* request) const noexcept {
 namespace {
 
 constexpr std::uint32_t kBufferPiece = 1021;
+constexpr std::uint32_t kBatchSize = 1024 * kBufferPiece;
 constexpr std::uint32_t kFilePiece = 16384;
 constexpr std::uint32_t kTextPiece = 20477;
 
@@ -308,12 +310,23 @@ void CTXInternetClient::ProcessHttpResult(std::int32_t status, HTXREQUEST& reque
 bool CTXInternetClient::GetResponseBytes(HTXREQUEST& request, CTXByteBuffer& buffer) const {
     try {
         if (!request) return false;
-        unsigned char piece[1024];
+        // Pieces of 1021 bytes are gathered and appended a batch at a time,
+        // each append still growing the buffer to its exact new size: one
+        // reallocation per piece turns quadratic once the heap has to move
+        // the block (glibc then moves its page tables on every call).
+        std::unique_ptr<unsigned char[]> batch(new (std::nothrow) unsigned char[kBatchSize]);
+        if (!batch) KV_THROW(u"Ошибка размещения буфера");
+        std::uint32_t filled = 0;
         for (;;) {
             std::uint32_t count = 0;
-            if (!request->Read(piece, kBufferPiece, count) || count == 0) break;
-            buffer.Write(piece, count);
+            if (!request->Read(batch.get() + filled, kBufferPiece, count) || count == 0) break;
+            filled += count;
+            if (kBatchSize - filled < kBufferPiece) {
+                buffer.Write(batch.get(), filled);
+                filled = 0;
+            }
         }
+        buffer.Write(batch.get(), filled);
         return true;
     } catch (...) {
         CKVException::LogErrorMsg(u"Error retrieve response");
