@@ -13,6 +13,7 @@
 #include "tarvex/platform/wide.h"
 #include "tarvex/service/httptransport_internal.h"
 #include "tarvex/streams/bytebuffer.h"
+#include "tarvex/streams/charstream.h"
 
 // What InternetOpen gives: the transport and the options every request of
 // the session carries.
@@ -292,7 +293,13 @@ void CTXInternetClient::PostStringUTF8Encoded(HTXREQUEST& request, const char16_
 
 void CTXInternetClient::PostStringUTF8Converted(HTXREQUEST& request, const char16_t* headers,
                                                 const char16_t* text) const {
-    if (!request || !request->SendOwned(Narrow(headers), Narrow(text)))
+    // Through the string builder, as every text the library sends: each
+    // 16-bit unit is converted by itself, with no XML escaping.
+    CStringBuilderStream stream;
+    stream.setEncoding(COutStream::eEncodingUTF8);
+    if (text) stream.write(text);
+    std::string body(static_cast<const char*>(stream.GetBuffer()), stream.GetByteLength());
+    if (!request || !request->SendOwned(Narrow(headers), std::move(body)))
         throw CKVSysException(u"Ошибка отправки запроса.", KV_CODE_POS());
 }
 
