@@ -132,7 +132,9 @@ private:
 
         CURL* e = m_easy;
         curl_easy_setopt(e, CURLOPT_CURLU, m_url);
-        curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
+        // CURLOPT_NOSIGNAL stays off: with it libcurl would stop shielding the
+        // host from SIGPIPE when a TLS peer goes away mid-write, and the
+        // threaded resolver needs no alarm signals anyway.
         curl_easy_setopt(e, CURLOPT_USERAGENT, "Tarvex3dViewer");
         curl_easy_setopt(e, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
         curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 0L);
