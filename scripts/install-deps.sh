@@ -7,6 +7,7 @@ packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     duktape-dev
+    libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
 )
 
 missing=()

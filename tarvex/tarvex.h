@@ -18,6 +18,7 @@
 #include "tarvex/platform/hresult.h"
 #include "tarvex/platform/jsengine.h"
 #include "tarvex/platform/module.h"
+#include "tarvex/platform/oledatetime.h"
 #include "tarvex/platform/olevariant.h"
 #include "tarvex/platform/resources.h"
 #include "tarvex/platform/safearray.h"
@@ -49,7 +50,9 @@
 #include "tarvex/core/settingsfiles.h"
 #include "tarvex/core/sortedarray.h"
 #include "tarvex/core/stackroom.h"
+#include "tarvex/core/stacktemplate.h"
 #include "tarvex/core/stringhelper.h"
+#include "tarvex/core/stringmap.h"
 
 #include "tarvex/geometry/deixmatrix.h"
 #include "tarvex/geometry/domain.h"
@@ -74,3 +77,20 @@
 #include "tarvex/element/paramsowner.h"
 
 #include "tarvex/formula/activescriptinghost.h"
+
+#include "tarvex/streams/base64.h"
+#include "tarvex/streams/bytebuffer.h"
+#include "tarvex/streams/charstream.h"
+#include "tarvex/streams/csvfile.h"
+#include "tarvex/streams/json/jsoninstream.h"
+#include "tarvex/streams/json/jsonnode.h"
+#include "tarvex/streams/outstream.h"
+#include "tarvex/streams/sha256.h"
+#include "tarvex/streams/xml/xmlattrs.h"
+#include "tarvex/streams/xml/xmlinstream.h"
+#include "tarvex/streams/xml/xmloutstream.h"
+#include "tarvex/streams/xml/xmlschema.h"
+
+#include "tarvex/service/internetclient.h"
+#include "tarvex/service/projectserviceapi.h"
+#include "tarvex/service/sspi.h"

@@ -1,0 +1,247 @@
+#include "tarvex/streams/json/jsoninstream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "tarvex/core/stackroom.h"
+#include "tarvex/platform/codepage.h"
+#include "tarvex/platform/wide.h"
+
+namespace {
+
+bool StartsWith(const char16_t* at, const char16_t* word, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        if (at[i] != word[i]) return false; // stops at the terminator too
+    }
+    return true;
+}
+
+int Hex(char16_t ch) {
+    if (ch >= u'0' && ch <= u'9') return ch - u'0';
+    if (ch >= u'a' && ch <= u'f') return ch - u'a' + 10;
+    if (ch >= u'A' && ch <= u'F') return ch - u'A' + 10;
+    return -1;
+}
+
+} // namespace
+
+void CJsonInStream::Close() {
+    std::free(buffer);
+    buffer = nullptr;
+    cursor = nullptr;
+    length = 0;
+    bomPosition = 0;
+}
+
+int CJsonInStream::Open(const void* data, int size) {
+    Close();
+    if (data == nullptr || size < 0) return 0;
+    buffer = static_cast<char16_t*>(std::calloc(static_cast<std::size_t>(size) + 1, 2));
+    if (buffer == nullptr) return 0;
+    std::memcpy(buffer, data, static_cast<std::size_t>(size));
+    length = static_cast<std::uint32_t>(size);
+    cursor = buffer;
+    isUtf16 = true;
+    if (ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+int CJsonInStream::Open(const char16_t* path) {
+    Close();
+    if (path == nullptr) return 0;
+    int fd = ::open(tarvex::ToUtf8(std::u16string_view(path)).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return 0;
+    struct stat info;
+    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) &&
+              static_cast<std::uint64_t>(info.st_size) / 2 < UINT32_MAX;
+    if (ok) {
+        std::uint64_t characters = static_cast<std::uint64_t>(info.st_size) / 2;
+        buffer = static_cast<char16_t*>(std::calloc(characters + 1, 2));
+        ok = buffer != nullptr;
+        std::uint64_t got = 0;
+        auto* bytes = reinterpret_cast<char*>(buffer);
+        while (ok && got < characters * 2) {
+            ssize_t n = ::read(fd, bytes + got, characters * 2 - got);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) break;
+            got += static_cast<std::uint64_t>(n);
+        }
+        length = static_cast<std::uint32_t>(characters);
+    }
+    ::close(fd);
+    cursor = buffer;
+    isUtf16 = true;
+    if (ok && ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+bool CJsonInStream::ReadSignature() {
+    // The bytes of the buffer, not its units: a UTF-8 mark is recognised in
+    // the bookkeeping only, and the cursor stays where it is.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(buffer);
+    if (length * 2 >= 1 && bytes[0] == 0xEF) {
+        if (length * 2 < 3 || bytes[1] != 0xBB || bytes[2] != 0xBF) return false;
+        bomPosition = 3;
+    }
+    SkipSpaceChars();
+    return true;
+}
+
+void CJsonInStream::SkipSpaceChars() {
+    while (*cursor != 0 && *cursor <= 32) ++cursor;
+}
+
+std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
+    if (cursor == nullptr || *cursor == 0) return nullptr;
+    std::shared_ptr<CJsonNode> node;
+    if (!ParseValue(node)) return nullptr;
+    return node;
+}
+
+bool CJsonInStream::ParseValue(std::shared_ptr<CJsonNode>& node) {
+    SkipSpaceChars();
+    if (StartsWith(cursor, u"null", 4)) {
+        node = std::make_shared<CJsonNodeNull>();
+        cursor += 4;
+        return true;
+    }
+    if (StartsWith(cursor, u"true", 4)) {
+        node = std::make_shared<CJsonNodeTrue>();
+        cursor += 4;
+        return true;
+    }
+    if (StartsWith(cursor, u"false", 5)) {
+        node = std::make_shared<CJsonNodeFalse>();
+        cursor += 5;
+        return true;
+    }
+    char16_t ch = *cursor;
+    if (ch == u'"') return ParseString(node);
+    if (ch == u'-' || (ch >= u'0' && ch <= u'9')) return ParseNumber(node);
+    if (ch == u'{' || ch == u'[') {
+        // A compound costs a few frames; a hostile nesting ends here.
+        if (!tarvex::HasStackRoom()) return false;
+        return ch == u'{' ? ParseObject(node) : ParseArray(node);
+    }
+    return false;
+}
+
+bool CJsonInStream::ParseNumber(std::shared_ptr<CJsonNode>& node) {
+    char16_t* end = nullptr;
+    double value = wcstod16(cursor, &end);
+    if (end != nullptr) cursor = end;
+    node = std::make_shared<CJsonNodeNumber>(value);
+    return true;
+}
+
+bool CJsonInStream::ParseString(std::shared_ptr<CJsonNode>& node) {
+    auto text = std::make_shared<CJsonNodeString>();
+    node = text;
+    return ParseString(text->value);
+}
+
+bool CJsonInStream::ParseString(std::u16string& text) {
+    if (*cursor != u'"') return false;
+    ++cursor;
+    for (;;) {
+        const char16_t* start = cursor;
+        while (*cursor != 0 && *cursor != u'"' && *cursor != u'\\') ++cursor;
+        text.append(start, cursor);
+        char16_t ch = *cursor;
+        if (ch == 0) return false;
+        ++cursor;
+        if (ch == u'"') return true;
+        // A backslash.
+        char16_t escaped = *cursor;
+        switch (escaped) {
+        case 0: return false;
+        case u'"': text.push_back(u'"'); break;
+        case u'/': text.push_back(u'/'); break;
+        case u'\\': text.push_back(u'\\'); break;
+        case u'b': text.push_back(8); break;
+        case u'f': text.push_back(12); break;
+        case u'n': text.push_back(10); break;
+        case u'r': text.push_back(13); break;
+        case u't': text.push_back(9); break;
+        case u'u': {
+            unsigned int code = 0;
+            for (int i = 1; i <= 4; ++i) {
+                int digit = Hex(cursor[i]); // the terminator is not a digit
+                if (digit < 0) return false;
+                code = code << 4 | static_cast<unsigned int>(digit);
+            }
+            text.push_back(static_cast<char16_t>(code));
+            cursor += 4;
+            break;
+        }
+        default: break; // dropped, with its backslash
+        }
+        ++cursor;
+    }
+}
+
+bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
+    auto object = std::make_shared<CJsonNodeObject>();
+    node = object; // a failure leaves the partial object with the caller
+    ++cursor;
+    SkipSpaceChars();
+    if (*cursor == u'}') {
+        ++cursor;
+        return true;
+    }
+    for (;;) {
+        SkipSpaceChars();
+        std::u16string key;
+        if (!ParseString(key)) return false;
+        SkipSpaceChars();
+        if (*cursor != u':') return false;
+        ++cursor;
+        std::shared_ptr<CJsonNode> value;
+        if (!ParseValue(value)) return false;
+        value->key = std::move(key);
+        object->children.push_back(std::move(value));
+        SkipSpaceChars();
+        if (*cursor == u',') {
+            ++cursor;
+            continue;
+        }
+        if (*cursor == u'}') {
+            ++cursor;
+            return true;
+        }
+        return false;
+    }
+}
+
+bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
+    auto array = std::make_shared<CJsonNodeArray>();
+    node = array;
+    ++cursor;
+    SkipSpaceChars();
+    if (*cursor == u']') {
+        ++cursor;
+        return true;
+    }
+    for (;;) {
+        std::shared_ptr<CJsonNode> value;
+        if (!ParseValue(value)) return false;
+        array->children.push_back(std::move(value));
+        SkipSpaceChars();
+        if (*cursor == u',') {
+            ++cursor;
+            continue;
+        }
+        if (*cursor == u']') {
+            ++cursor;
+            return true;
+        }
+        return false;
+    }
+}

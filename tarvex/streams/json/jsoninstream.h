@@ -1,0 +1,48 @@
+// CJsonInStream: a recursive-descent JSON reader over UTF-16 text.
+//
+// There is no conversion from UTF-8 here: the text is 16-bit as it stands
+// in memory. Words are matched before anything else ("nullable" reads as
+// null and leaves "able"), numbers go through wcstod (so hexadecimal, inf
+// and nan are read too, and a lone '-' is 0 and moves nothing), an unknown
+// escape is dropped with its backslash. Nesting deeper than the thread's
+// stack allows answers false, like any malformed text.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tarvex/streams/json/jsonnode.h"
+
+class CJsonInStream {
+public:
+    CJsonInStream() = default;
+    CJsonInStream(const CJsonInStream&) = delete;
+    CJsonInStream& operator=(const CJsonInStream&) = delete;
+    virtual ~CJsonInStream() { Close(); }
+
+    // 1 or 0. The file's bytes are the UTF-16 text.
+    int Open(const char16_t* path);
+    // Copies `length` bytes into room for `length` + 1 characters, the
+    // terminator at character `length`; the rest of that room is zero.
+    int Open(const void* data, int length);
+    void Close();
+    // The next value, or null at the end of the text or on an error.
+    std::shared_ptr<CJsonNode> ParseNext();
+
+protected:
+    void SkipSpaceChars();
+    bool ReadSignature();
+    bool ParseString(std::u16string& text);
+    bool ParseValue(std::shared_ptr<CJsonNode>& node);
+    bool ParseString(std::shared_ptr<CJsonNode>& node);
+    bool ParseNumber(std::shared_ptr<CJsonNode>& node);
+    bool ParseObject(std::shared_ptr<CJsonNode>& node);
+    bool ParseArray(std::shared_ptr<CJsonNode>& node);
+
+private:
+    char16_t* buffer = nullptr;
+    const char16_t* cursor = nullptr;
+    std::uint32_t length = 0;
+    std::uint32_t bomPosition = 0;
+    bool isUtf16 = false;
+};

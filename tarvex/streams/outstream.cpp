@@ -1,0 +1,320 @@
+#include "tarvex/streams/outstream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+#include "tarvex/core/exceptions.h"
+#include "tarvex/core/numbertext.h"
+#include "tarvex/platform/codepage.h"
+#include "tarvex/streams/base64.h"
+
+namespace {
+
+constexpr unsigned int kScratch = 1024;
+
+// One 16-bit unit alone in UTF-8; a surrogate on its own is not a character
+// and becomes U+FFFD, as the code-page layer converts it.
+inline unsigned int Utf8Unit(char16_t ch, char* out) {
+    if (ch < 0x80) {
+        out[0] = static_cast<char>(ch);
+        return 1;
+    }
+    if (ch < 0x800) {
+        out[0] = static_cast<char>(0xC0 | (ch >> 6));
+        out[1] = static_cast<char>(0x80 | (ch & 0x3F));
+        return 2;
+    }
+    if (ch >= 0xD800 && ch <= 0xDFFF) ch = 0xFFFD;
+    out[0] = static_cast<char>(0xE0 | (ch >> 12));
+    out[1] = static_cast<char>(0x80 | ((ch >> 6) & 0x3F));
+    out[2] = static_cast<char>(0x80 | (ch & 0x3F));
+    return 3;
+}
+
+inline unsigned int AnsiUnit(char16_t ch, char* out) {
+    if (ch < 0x80) {
+        out[0] = static_cast<char>(ch);
+        return 1;
+    }
+    int n = WideCharToMultiByte(CP_ACP, 0, &ch, 1, out, 4, nullptr, nullptr);
+    return n > 0 ? static_cast<unsigned int>(n) : 0;
+}
+
+inline char16_t WidenAnsi(char ch) {
+    if (static_cast<unsigned char>(ch) < 0x80) return static_cast<char16_t>(ch);
+    char16_t wide = u'?';
+    MultiByteToWideChar(CP_ACP, 0, &ch, 1, &wide, 1);
+    return wide;
+}
+
+const char* Entity(char16_t ch, bool cvtQuota, unsigned int& length) {
+    switch (ch) {
+    case u'&':
+        length = 5;
+        return "&amp;";
+    case u'<':
+        length = 4;
+        return "&lt;";
+    case u'>':
+        length = 4;
+        return "&gt;";
+    case u'"':
+        if (!cvtQuota) return nullptr;
+        length = 6;
+        return "&quot;";
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+void COutStream::writeSymbol(char16_t& ch, char* scratch, unsigned int& length) const {
+    switch (encoding) {
+    case eEncodingAnsi:
+        length = AnsiUnit(ch, scratch);
+        break;
+    case eEncodingUnicode:
+        std::memcpy(scratch, &ch, 2);
+        length = 2;
+        break;
+    case eEncodingUTF8:
+        length = Utf8Unit(ch, scratch);
+        break;
+    default:
+        length = 0;
+        break;
+    }
+}
+
+void COutStream::writeSymbol(char& ch, char* scratch, unsigned int& length) const {
+    if (encoding == eEncodingAnsi) {
+        scratch[0] = ch;
+        length = 1;
+        return;
+    }
+    char16_t wide = WidenAnsi(ch);
+    writeSymbol(wide, scratch, length);
+}
+
+void COutStream::writeText(const char16_t* text, std::uint64_t count, bool escape) {
+    if (encoding != eEncodingAnsi && encoding != eEncodingUnicode && encoding != eEncodingUTF8)
+        return;
+    char scratch[kScratch + 16];
+    unsigned int used = 0;
+    const bool unicode = encoding == eEncodingUnicode;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        char16_t ch = text[i];
+        unsigned int entityLength = 0;
+        const char* entity = escape && ch <= u'>' ? Entity(ch, cvtQuota, entityLength) : nullptr;
+        if (entity != nullptr) {
+            // Entities are ASCII: one byte a character, two in UTF-16.
+            for (unsigned int k = 0; k < entityLength; ++k) {
+                scratch[used++] = entity[k];
+                if (unicode) scratch[used++] = 0;
+            }
+        } else if (ch < 0x80 && !unicode) {
+            scratch[used++] = static_cast<char>(ch);
+        } else {
+            unsigned int n;
+            writeSymbol(ch, scratch + used, n);
+            used += n;
+        }
+        if (used >= kScratch) {
+            writeBytes(scratch, used);
+            used = 0;
+        }
+    }
+    if (used != 0) writeBytes(scratch, used);
+}
+
+void COutStream::write(char ch) {
+    if (encoding == eEncodingAnsi) {
+        unsigned int entityLength = 0;
+        const char* entity =
+            xmlSymbols ? Entity(static_cast<unsigned char>(ch), cvtQuota, entityLength) : nullptr;
+        if (entity != nullptr)
+            writeBytes(entity, entityLength);
+        else
+            writeBytes(&ch, 1);
+        return;
+    }
+    char16_t wide = WidenAnsi(ch);
+    writeText(&wide, 1, xmlSymbols);
+}
+
+void COutStream::write(char16_t ch) {
+    writeText(&ch, 1, xmlSymbols);
+}
+
+void COutStream::write(const char16_t* text) {
+    if (text != nullptr) writeText(text, std::char_traits<char16_t>::length(text), xmlSymbols);
+}
+
+void COutStream::write(const char16_t* text, std::uint64_t count) {
+    if (text != nullptr) writeText(text, count, xmlSymbols);
+}
+
+COutStream& COutStream::operator<<(int value) {
+    return *this << static_cast<std::int64_t>(value);
+}
+
+COutStream& COutStream::operator<<(std::int64_t value) {
+    char16_t digits[24];
+    int n = 0;
+    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : value;
+    do {
+        digits[23 - n++] = static_cast<char16_t>(u'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) digits[23 - n++] = u'-';
+    writeText(digits + 24 - n, n, false);
+    return *this;
+}
+
+COutStream& COutStream::operator<<(double value) {
+    CString text = tarvex::DblToString(value, 12);
+    writeText(text, text.GetLength(), xmlSymbols);
+    return *this;
+}
+
+void COutStream::writeMarkup(const char* ascii, unsigned int length) {
+    char16_t wide[16];
+    for (unsigned int i = 0; i < length && i < 16; ++i) wide[i] = static_cast<unsigned char>(ascii[i]);
+    writeText(wide, length < 16 ? length : 16, false);
+}
+
+void COutStream::writeCData(const char16_t* text, int length) {
+    if (text == nullptr) return;
+    std::uint64_t count =
+        length < 0 ? std::char_traits<char16_t>::length(text) : static_cast<std::uint64_t>(length);
+    writeText(text, count, false);
+}
+
+void COutStream::writeCDataBase64(const void* data, std::uint64_t size) {
+    if (size == 0) return;
+    std::vector<char> code(CFastBase64::chromium_base64_encode_length(size));
+    std::size_t length =
+        CFastBase64::chromium_base64_encode(code.data(), static_cast<const char*>(data), size);
+    switch (encoding) {
+    case eEncodingAnsi:
+    case eEncodingUTF8:
+        for (std::size_t at = 0; at < length; at += 1u << 30)
+            writeBytes(code.data() + at, static_cast<unsigned int>(std::min<std::size_t>(length - at, 1u << 30)));
+        break;
+    case eEncodingUnicode: {
+        // The widening is given the size of the data, not of the code.
+        std::uint64_t count = size < length ? size : length;
+        std::vector<char16_t> wide(count);
+        for (std::uint64_t i = 0; i < count; ++i) wide[i] = static_cast<unsigned char>(code[i]);
+        writeText(wide.data(), count, false);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+// ------------------------------------------------------------ file stream --
+
+namespace {
+
+constexpr unsigned int kFileBuffer = 64 * 1024;
+
+[[noreturn]] void ThrowFile(const char16_t* what, const CString& path, const char* function,
+                            int line) {
+    int error = errno; // formatting may allocate and change it
+    CString message;
+    message.Format(u"%s \"%s\"", what, path.GetString());
+    errno = error;
+    throw CKVSysException(message, CKVException::FormatCodePos(function, line));
+}
+
+} // namespace
+
+CFileOutStream::CFileOutStream(const char16_t* path, EStreamEncoding encoding)
+    : COutStream(encoding), path(path) {
+    target = tarvex::ToUtf8(this->path.View());
+    temporary = target + ".XXXXXX";
+    fd = ::mkstemp(temporary.data());
+    if (fd < 0) ThrowFile(u"Не удалось создать файл", this->path, __PRETTY_FUNCTION__, __LINE__);
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    ::fchmod(fd, 0666 & ~[] {
+        mode_t mask = ::umask(0);
+        ::umask(mask);
+        return mask;
+    }());
+    buffer = static_cast<char*>(std::malloc(kFileBuffer));
+    if (buffer == nullptr) {
+        Discard();
+        throw -1;
+    }
+}
+
+CFileOutStream::~CFileOutStream() {
+    if (std::uncaught_exceptions() > 0) {
+        Discard();
+    } else {
+        try {
+            Close();
+        } catch (...) {
+            Discard();
+        }
+    }
+    std::free(buffer);
+}
+
+void CFileOutStream::Flush() {
+    const char* p = buffer;
+    unsigned int left = used;
+    while (left > 0) {
+        ssize_t n = ::write(fd, p, left);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
+        p += n;
+        left -= static_cast<unsigned int>(n);
+    }
+    used = 0;
+}
+
+void CFileOutStream::writeBytes(const void* data, unsigned int size) {
+    if (fd < 0) return;
+    auto* bytes = static_cast<const char*>(data);
+    while (size > 0) {
+        if (used == kFileBuffer) Flush();
+        unsigned int take = kFileBuffer - used < size ? kFileBuffer - used : size;
+        std::memcpy(buffer + used, bytes, take);
+        used += take;
+        bytes += take;
+        size -= take;
+    }
+}
+
+void CFileOutStream::Close() {
+    if (fd < 0) return;
+    Flush();
+    int result = ::close(fd);
+    fd = -1;
+    if (result != 0 || ::rename(temporary.c_str(), target.c_str()) != 0) {
+        int error = errno;
+        ::unlink(temporary.c_str());
+        errno = error;
+        ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
+    }
+}
+
+void CFileOutStream::Discard() noexcept {
+    if (fd < 0) return;
+    ::close(fd);
+    fd = -1;
+    ::unlink(temporary.c_str());
+    used = 0;
+}

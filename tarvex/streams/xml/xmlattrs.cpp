@@ -1,0 +1,109 @@
+#include "tarvex/streams/xml/xmlattrs.h"
+
+#include "tarvex/core/guidhelper.h"
+#include "tarvex/platform/wide.h"
+
+std::int64_t CXMLAttrs::Search(const char16_t* name, std::int64_t& position) const {
+    std::int64_t low = 0;
+    std::int64_t high = sorted.GetLength() - 1;
+    while (low <= high) {
+        std::int64_t middle = (low + high) / 2;
+        int order = wcscmp(name, sorted[middle]->GetName().GetString());
+        if (order == 0) return position = middle;
+        if (order < 0)
+            high = middle - 1;
+        else
+            low = middle + 1;
+    }
+    position = low;
+    return -1;
+}
+
+void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
+    std::int64_t position;
+    if (std::int64_t found = Search(name, position); found >= 0) {
+        sorted[found]->SetValue(value);
+        return;
+    }
+    auto* attr = new CXMLAttr(name, value);
+    attrs.Add(attr);
+    sorted.InsertAt(position, attr);
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, const char16_t* value) {
+    AddAttr(CString(name), CString(value));
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, int value) {
+    CString text;
+    text.Format(u"%d", value);
+    AddAttr(CString(name), text);
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, std::int64_t value) {
+    CString text;
+    text.Format(u"%lld", static_cast<long long>(value));
+    AddAttr(CString(name), text);
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, bool value) {
+    AddAttr(CString(name), CString(value ? u"1" : u"0"));
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, double value) {
+    CString text;
+    text.Format(u"%.15g", value);
+    AddAttr(CString(name), text);
+}
+
+void CXMLAttrs::AddAttr(const char16_t* name, const _GUID& value) {
+    AddAttr(CString(name), CGUIDHelper::GuidToString(value));
+}
+
+CXMLAttr* CXMLAttrs::GetAttr(const char16_t* name) const {
+    if (name == nullptr) return nullptr;
+    std::int64_t position;
+    std::int64_t found = Search(name, position);
+    return found >= 0 ? sorted[found] : nullptr;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, CString& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    out = attr->GetValue();
+    return true;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, int& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    out = _wtoi(attr->GetValue());
+    return true;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, std::int64_t& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    out = _wtoi64(attr->GetValue());
+    return true;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, bool& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    out = _wtoi(attr->GetValue()) != 0;
+    return true;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, double& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    out = _wtof(attr->GetValue());
+    return true;
+}
+
+bool CXMLAttrs::GetAttr(const char16_t* name, _GUID& out) const {
+    const CXMLAttr* attr = GetAttr(name);
+    if (attr == nullptr) return false;
+    return CGUIDHelper::TryStringToGuid(attr->GetValue(), out);
+}

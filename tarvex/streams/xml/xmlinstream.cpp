@@ -1,0 +1,436 @@
+#include "tarvex/streams/xml/xmlinstream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "tarvex/core/exceptions.h"
+#include "tarvex/platform/bstr.h"
+#include "tarvex/platform/codepage.h"
+
+namespace {
+
+// The upper half of the ANSI code page, converted once.
+struct AnsiTable {
+    char16_t high[128];
+    AnsiTable() {
+        for (int i = 0; i < 128; ++i) {
+            char byte = static_cast<char>(0x80 + i);
+            high[i] = u'?';
+            MultiByteToWideChar(CP_ACP, 0, &byte, 1, &high[i], 1);
+        }
+    }
+};
+
+inline char16_t FromAnsi(unsigned char byte) {
+    static const AnsiTable table;
+    return byte < 0x80 ? byte : table.high[byte - 0x80];
+}
+
+inline bool IsNameByte(unsigned char byte) {
+    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+           (byte >= '0' && byte <= '9') || byte == '_' || byte == ':';
+}
+
+inline int HexValue(unsigned char byte) {
+    if (byte >= '0' && byte <= '9') return byte - '0';
+    if (byte >= 'a' && byte <= 'f') return byte - 'a' + 10;
+    if (byte >= 'A' && byte <= 'F') return byte - 'A' + 10;
+    return -1;
+}
+
+// Names are ASCII in every document of the system; other bytes go through
+// the ANSI code page.
+void Widen(const std::string& bytes, CString& out) {
+    char16_t* p = out.GetBufferSetLength(static_cast<int>(bytes.size()));
+    for (unsigned char byte : bytes) *p++ = FromAnsi(byte);
+    out.ReleaseBuffer(static_cast<int>(bytes.size()));
+}
+
+bool EqualsNoCase(const std::string& text, const char* word) {
+    std::size_t n = std::strlen(word);
+    if (text.size() != n) return false;
+    for (std::size_t i = 0; i < n; ++i) {
+        char c = text[i];
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+        if (c != word[i]) return false;
+    }
+    return true;
+}
+
+} // namespace
+
+CXMLFileInStream::~CXMLFileInStream() {
+    std::free(buffer);
+}
+
+void CXMLFileInStream::Close() {
+    std::free(buffer);
+    buffer = nullptr;
+    length = 0;
+    pos = 0;
+}
+
+bool CXMLFileInStream::Load(const char* data, std::uint64_t size) {
+    if (size >= UINT32_MAX) return false;
+    buffer = static_cast<char*>(std::malloc(size + 1));
+    if (buffer == nullptr) return false;
+    if (size != 0) std::memcpy(buffer, data, size);
+    buffer[size] = 0;
+    length = static_cast<std::uint32_t>(size);
+    pos = 0;
+    return true;
+}
+
+int CXMLFileInStream::Open(const void* data, int size) {
+    Close();
+    utf8 = true;
+    if (data == nullptr || size < 0 || !Load(static_cast<const char*>(data), size)) return 0;
+    if (ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+int CXMLFileInStream::Open(const char16_t* path) {
+    Close();
+    utf8 = true;
+    if (path == nullptr) return 0;
+    int fd = ::open(tarvex::ToUtf8(std::u16string_view(path)).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return 0;
+    struct stat info;
+    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) &&
+              static_cast<std::uint64_t>(info.st_size) < UINT32_MAX;
+    if (ok) {
+        std::uint64_t size = static_cast<std::uint64_t>(info.st_size);
+        buffer = static_cast<char*>(std::malloc(size + 1));
+        ok = buffer != nullptr;
+        std::uint64_t got = 0;
+        while (ok && got < size) {
+            ssize_t n = ::read(fd, buffer + got, size - got);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) break; // the file shrank: keep what was read
+            got += static_cast<std::uint64_t>(n);
+        }
+        if (ok) {
+            buffer[got] = 0;
+            length = static_cast<std::uint32_t>(got);
+        }
+    }
+    ::close(fd);
+    if (ok && ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+int CXMLFileInStream::OpenXML(const char16_t* text, int size) {
+    Close();
+    utf8 = true;
+    if (text == nullptr) return 0;
+    std::u16string_view view = size < 0 ? std::u16string_view(text)
+                                        : std::u16string_view(text, static_cast<std::size_t>(size));
+    std::string bytes = tarvex::ToUtf8(view);
+    if (!Load(bytes.data(), bytes.size())) return 0;
+    if (ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+int CXMLFileInStream::OpenXML(const char* text, int size) {
+    Close();
+    utf8 = false;
+    if (text == nullptr) return 0;
+    std::uint64_t bytes = size < 0 ? std::strlen(text) : static_cast<std::uint64_t>(size);
+    if (!Load(text, bytes)) return 0;
+    if (ReadSignature()) return 1;
+    Close();
+    return 0;
+}
+
+int CXMLFileInStream::OpenXML(const tagVARIANT& source) {
+    if (source.vt != VT_BSTR || source.bstrVal == nullptr) {
+        Close();
+        return 0;
+    }
+    if (source.bstrVal[0] == u'<')
+        return OpenXML(source.bstrVal, static_cast<int>(SysStringLen(source.bstrVal)));
+    return Open(source.bstrVal);
+}
+
+bool CXMLFileInStream::At(const char* text, std::uint32_t size) const {
+    return length - pos >= size && std::memcmp(buffer + pos, text, size) == 0;
+}
+
+void CXMLFileInStream::SkipComment() {
+    while (length - pos >= 5 && At("<!--", 4)) {
+        const char* end = static_cast<const char*>(
+            memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
+        pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
+        SkipBlanks();
+    }
+}
+
+void CXMLFileInStream::SkipSpace() {
+    SkipBlanks();
+    SkipComment();
+}
+
+void CXMLFileInStream::ReadToken(std::string& token) {
+    token.clear();
+    std::uint32_t start = pos;
+    while (pos < length) {
+        unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+        if (byte < 33 || byte == '&' || byte == '-' || byte == '<' || byte == '=' || byte == '>' ||
+            byte == '?')
+            break;
+        ++pos;
+    }
+    token.assign(buffer + start, pos - start);
+}
+
+bool CXMLFileInStream::ReadSignature() {
+    if (length > 0 && static_cast<unsigned char>(buffer[0]) == 0xEF) {
+        if (!At("\xEF\xBB\xBF", 3)) return false;
+        pos = 3;
+    }
+    SkipBlanks();
+    if (!At("<?", 2)) return false;
+    pos += 2;
+    SkipBlanks();
+    ReadToken(tokenBuffer);
+    if (!EqualsNoCase(tokenBuffer, "xml")) return false;
+    if (ParseAttributes(scratchAttrs) == eReadError) return false;
+    // A declared 8-bit encoding switches UTF-8 off; nothing switches it on.
+    // A match at the very start of the value does not count.
+    CString encoding;
+    if (scratchAttrs.GetAttr(u"encoding", encoding) && !encoding.IsEmpty()) {
+        for (const char16_t* word : {u"1251", u"win", u"ansi"}) {
+            if (encoding.Find(word) > 0) utf8 = false;
+        }
+    }
+    scratchAttrs.Flush();
+    return true;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
+    attrs.Flush();
+    for (;;) {
+        SkipSpace();
+        if (pos >= length) return eReadError;
+        char byte = buffer[pos];
+        if (byte == '/' || byte == '?') {
+            if (pos + 1 < length && buffer[pos + 1] == '>') {
+                pos += 2;
+                return eReadEmpty;
+            }
+            return eReadError;
+        }
+        if (byte == '>') {
+            ++pos;
+            return eReadOpen;
+        }
+        ReadToken(tokenBuffer);
+        SkipSpace();
+        if (pos >= length || buffer[pos] != '=') return eReadError;
+        ++pos;
+        SkipSpace();
+        if (pos >= length || buffer[pos] != '"') return eReadError;
+        ++pos;
+        CString value;
+        if (ReadValue(value, '"') == eReadError) return eReadError;
+        Widen(tokenBuffer, scratchName);
+        attrs.AddAttr(scratchName, value);
+    }
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadTag(CString& name, CXMLAttrs& attrs) {
+    SkipSpace();
+    if (pos >= length || buffer[pos] != '<') return eReadError;
+    ++pos;
+    SkipSpace();
+    eReadStatus status = eReadOpen;
+    if (pos < length && buffer[pos] == '/') {
+        status = eReadClose;
+        ++pos;
+    }
+    std::uint32_t start = pos;
+    while (pos < length && IsNameByte(static_cast<unsigned char>(buffer[pos]))) ++pos;
+    nameBuffer.assign(buffer + start, pos - start);
+    Widen(nameBuffer, name);
+    if (pos >= length) return eReadError;
+    if (buffer[pos] == '>') {
+        // The attributes of an earlier tag stay: callers flush when they care.
+        ++pos;
+        return status;
+    }
+    if (buffer[pos] == '/' && pos + 1 < length && buffer[pos + 1] == '>') {
+        pos += 2;
+        return eReadEmpty;
+    }
+    return ParseAttributes(attrs);
+}
+
+bool CXMLFileInStream::IsCDataAppeared() {
+    return At("<![CDATA[", 9);
+}
+
+void CXMLFileInStream::AppendByte(unsigned char byte) {
+    valueBuffer.push_back(FromAnsi(byte));
+}
+
+// The cursor stands on '&'.
+void CXMLFileInStream::AppendEntity() {
+    static const struct {
+        const char* text;
+        std::uint32_t size;
+        char16_t ch;
+    } kEntities[] = {{"&amp;", 5, u'&'}, {"&lt;", 4, u'<'}, {"&gt;", 4, u'>'}, {"&quot;", 6, u'"'}};
+    for (const auto& entity : kEntities) {
+        if (At(entity.text, entity.size)) {
+            valueBuffer.push_back(entity.ch);
+            pos += entity.size;
+            return;
+        }
+    }
+    if (At("&#x", 3)) {
+        // At least one hex digit and then ';'. The code keeps its low 16 bits,
+        // so a long run of digits cannot overflow.
+        std::uint32_t at = pos + 3;
+        std::uint32_t code = 0;
+        int digits = 0;
+        for (int value; at < length && (value = HexValue(buffer[at])) >= 0; ++at, ++digits)
+            code = ((code << 4) | static_cast<std::uint32_t>(value)) & 0xFFFF;
+        if (digits > 0 && at < length && buffer[at] == ';') {
+            valueBuffer.push_back(static_cast<char16_t>(code));
+            pos = at + 1;
+            return;
+        }
+    }
+    // Any other entity: a '?', and the cursor stops on the next ';' (or the
+    // end), which is then read as text.
+    valueBuffer.push_back(u'?');
+    const void* semicolon = std::memchr(buffer + pos, ';', length - pos);
+    pos = semicolon != nullptr
+              ? static_cast<std::uint32_t>(static_cast<const char*>(semicolon) - buffer)
+              : length;
+}
+
+// The cursor stands on a byte with the top bit set; false when the sequence
+// would pass the end of the data.
+bool CXMLFileInStream::AppendUtf8() {
+    unsigned char lead = static_cast<unsigned char>(buffer[pos]);
+    int count = 0;
+    while (count < 8 && (lead & (0x80 >> count)) != 0) ++count;
+    if (static_cast<std::uint64_t>(pos) + count > length) {
+        pos = length;
+        return false;
+    }
+    std::uint32_t code = count < 7 ? lead & (0xFFu >> (count + 1)) : 0;
+    for (int k = 1; k < count; ++k)
+        code = (code << 6) | (static_cast<unsigned char>(buffer[pos + k]) & 0x3F);
+    // A lone continuation byte, a sequence longer than four bytes and any
+    // character beyond the basic plane have no single 16-bit form.
+    if (count == 1 || count > 4 || code > 0xFFFF) code = 0xFFFD;
+    valueBuffer.push_back(static_cast<char16_t>(code));
+    pos += count;
+    return true;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char terminator) {
+    valueBuffer.clear();
+    eReadStatus status = eReadOpen;
+    while (pos < length) {
+        // Plain ASCII runs go in one step.
+        std::uint32_t start = pos;
+        while (pos < length) {
+            unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+            if (byte >= 0x80 || byte == '&' || byte == '<' || byte == static_cast<unsigned char>(terminator))
+                break;
+            ++pos;
+        }
+        if (pos != start) valueBuffer.append(buffer + start, buffer + pos);
+        if (pos >= length) break;
+        unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+        if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
+            ++pos;
+            status = eReadClose;
+            break;
+        }
+        if (byte == '<') {
+            if (terminator != '<') {
+                status = eReadError;
+                break;
+            }
+            if (IsCDataAppeared()) {
+                pos += 9;
+                return ReadCDATA(value);
+            }
+            break; // the cursor stays on '<'
+        }
+        if (byte == '&') {
+            AppendEntity();
+        } else if (!utf8) {
+            AppendByte(byte);
+            ++pos;
+        } else if (!AppendUtf8()) {
+            status = eReadError;
+            break;
+        }
+    }
+    value = CString(std::u16string_view(valueBuffer));
+    return status;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA(CString& value) {
+    std::uint32_t start = pos;
+    const char* end = static_cast<const char*>(memmem(buffer + pos, length - pos, "]]>", 3));
+    if (end == nullptr || std::memchr(buffer + start, 0, end - (buffer + start)) != nullptr) {
+        pos = length;
+        return eReadError;
+    }
+    std::string_view bytes(buffer + start, static_cast<std::size_t>(end - (buffer + start)));
+    if (utf8) {
+        value = tarvex::FromUtf8(bytes);
+    } else {
+        valueBuffer.clear();
+        for (char byte : bytes) AppendByte(static_cast<unsigned char>(byte));
+        value = CString(std::u16string_view(valueBuffer));
+    }
+    pos = static_cast<std::uint32_t>(end - buffer) + 3;
+    SkipSpace();
+    return eReadOpen;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadParameter(CString& value, const char16_t* tagName) {
+    if (ReadValue(value, '<') == eReadError) return eReadError;
+    if (ReadTag(scratchName, scratchAttrs) == eReadClose && tagName != nullptr &&
+        scratchName.Compare(tagName) == 0)
+        return eReadClose;
+    return eReadError;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::Skip(const char16_t* tagName) {
+    int depth = 1;
+    while (length > 0 && pos < length - 1) {
+        if (buffer[pos] == '<') {
+            eReadStatus status = ReadTag(scratchName, scratchAttrs);
+            if (tagName != nullptr && scratchName.Compare(tagName) == 0) {
+                if (status == eReadClose) {
+                    if (--depth == 0) return eReadClose;
+                } else {
+                    ++depth;
+                }
+            }
+        }
+        // One byte further after every step, a tag included.
+        ++pos;
+    }
+    return eReadError;
+}
+
+int CXMLDOMInStream::Open(const void*, int) {
+    KV_THROW(u"Метод чтения XML из памяти в DOM не реализован");
+}

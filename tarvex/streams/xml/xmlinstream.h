@@ -1,0 +1,123 @@
+// Pull reading of XML: tags, attributes, values and CDATA, one call at a time.
+//
+// CXMLFileInStream is not a general XML processor. It holds the document as
+// bytes and walks it with a cursor; it knows no namespaces, no DTD and no
+// processing instruction but the leading declaration, which is required.
+// Its quirks are part of the contract and documents written by
+// CXMLOutStream stay within them:
+//  - values are delimited by double quotes only;
+//  - only &amp; &lt; &gt; &quot; and &#xHHHH; are decoded; any other '&'
+//    reads as '?' and the cursor jumps to the next ';', which is then read as
+//    text (so "&apos;" reads "?;");
+//  - white space inside values is kept exactly;
+//  - a UTF-8 sequence becomes one 16-bit unit (U+FFFD beyond the basic plane
+//    or for a malformed lead byte); continuation bytes are not checked.
+// Malformed input gives eReadError, never an exception.
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "tarvex/core/object.h"
+#include "tarvex/platform/cstring.h"
+#include "tarvex/platform/variant.h"
+#include "tarvex/streams/xml/xmlattrs.h"
+
+class CXMLInStream : public CTarvexObject {
+public:
+    enum eReadStatus : std::int32_t {
+        eReadError = -1, // malformed input, or nothing more
+        eReadClose = 0,  // a closing tag; for values, the terminator was reached
+        eReadOpen = 1,   // an opening tag; for values, ended at '<' or at the end
+        eReadEmpty = 2,  // an empty-element tag
+    };
+
+    ~CXMLInStream() override = default;
+    // The Open family answers 1 on success, 0 on failure.
+    virtual int OpenXML(const tagVARIANT& source) = 0;
+    virtual int OpenXML(const char16_t* text, int length) = 0;
+    virtual int OpenXML(const char* text, int length) = 0;
+    virtual bool IsCDataAppeared() = 0;
+    // Moves past the closing tag of the element just opened.
+    virtual eReadStatus Skip(const char16_t* tagName) = 0;
+    virtual eReadStatus ReadTag(CString& name, CXMLAttrs& attrs) = 0;
+    virtual int Open(const void* data, int length) = 0;
+    virtual int Open(const char16_t* path) = 0;
+    virtual void Close() = 0;
+    // The text of an element, then its closing tag, which must be `tagName`.
+    virtual eReadStatus ReadParameter(CString& value, const char16_t* tagName) = 0;
+    virtual CString GetURL() = 0;
+};
+
+class CXMLFileInStream : public CXMLInStream {
+public:
+    CXMLFileInStream() = default;
+    CXMLFileInStream(const CXMLFileInStream&) = delete;
+    CXMLFileInStream& operator=(const CXMLFileInStream&) = delete;
+    ~CXMLFileInStream() override;
+
+    // A BSTR: text when it starts with '<', a path otherwise.
+    int OpenXML(const tagVARIANT& source) override;
+    // The text as UTF-8; a negative length means up to the terminator.
+    int OpenXML(const char16_t* text, int length) override;
+    // The bytes as ANSI, whatever the declaration says.
+    int OpenXML(const char* text, int length) override;
+    bool IsCDataAppeared() override;
+    eReadStatus Skip(const char16_t* tagName) override;
+    eReadStatus ReadTag(CString& name, CXMLAttrs& attrs) override;
+    int Open(const void* data, int length) override;
+    // Files of 4 GiB or more are refused.
+    int Open(const char16_t* path) override;
+    void Close() override;
+    eReadStatus ReadParameter(CString& value, const char16_t* tagName) override;
+    CString GetURL() override { return CString(); }
+
+    // Reads up to `terminator`, decoding entities and the encoding.
+    eReadStatus ReadValue(CString& value, char terminator);
+
+private:
+    bool Load(const char* data, std::uint64_t size);
+    bool ReadSignature();
+    eReadStatus ParseAttributes(CXMLAttrs& attrs);
+    eReadStatus ReadCDATA(CString& value);
+    void ReadToken(std::string& token);
+    void SkipSpace();
+    void SkipComment();
+    void SkipBlanks() {
+        while (pos < length && static_cast<unsigned char>(buffer[pos]) <= 32) ++pos;
+    }
+    bool At(const char* text, std::uint32_t size) const;
+    void AppendByte(unsigned char byte);
+    void AppendEntity();
+    bool AppendUtf8();
+
+    char* buffer = nullptr;
+    std::uint32_t length = 0;
+    std::uint32_t pos = 0;
+    bool utf8 = true;
+    std::string tokenBuffer;
+    std::string nameBuffer;
+    std::u16string valueBuffer;
+    CString scratchName;
+    CXMLAttrs scratchAttrs;
+};
+
+// The same pull interface over a document object model. Its opening over an
+// interface pointer answers 0: no DOM library is wired in yet.
+class CXMLDOMInStream : public CXMLInStream {
+public:
+    int OpenXML(const tagVARIANT&) override { return 0; }
+    int OpenXML(const char16_t*, int) override { return 0; }
+    int OpenXML(const char*, int) override { return 0; }
+    bool IsCDataAppeared() override { return false; }
+    eReadStatus Skip(const char16_t*) override { return eReadError; }
+    eReadStatus ReadTag(CString&, CXMLAttrs& attrs) override {
+        attrs.Flush();
+        return eReadError;
+    }
+    // Throws CKVException: reading XML from memory into a DOM is not offered.
+    int Open(const void* data, int length) override;
+    int Open(const char16_t*) override { return 0; }
+    void Close() override {}
+    eReadStatus ReadParameter(CString&, const char16_t*) override { return eReadError; }
+    CString GetURL() override { return CString(); }
+};

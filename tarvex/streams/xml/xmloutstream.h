@@ -1,0 +1,114 @@
+// Writing XML as parameters (a tag with a text) and tables (a tag with
+// children).
+//
+// CXMLOutStream writes one line with no indentation, double quotes only and
+// the declaration <?xml version="1.0" ?> without an encoding or a byte
+// order mark, so that CXMLFileInStream reads back all it writes. A document
+// written in encoding 0 or 1 therefore carries no mark of its encoding.
+// Element text keeps '"' plain; attribute values escape it.
+#pragma once
+#include <cstdint>
+
+#include "tarvex/core/object.h"
+#include "tarvex/core/stacktemplate.h"
+#include "tarvex/platform/cstring.h"
+#include "tarvex/platform/oledatetime.h"
+#include "tarvex/streams/charstream.h"
+#include "tarvex/streams/xml/xmlattrs.h"
+
+class CXMLOutStreamBase : public CTarvexObject {
+public:
+    ~CXMLOutStreamBase() override = default;
+    // Each answers 1 on success, 0 on failure. A null `attrs` means none.
+    // "%g": six significant digits.
+    virtual int WriteParameter(const char16_t* name, double value, CXMLAttrs* attrs = nullptr) = 0;
+    virtual int WriteParameter(const char16_t* name, std::int32_t value,
+                               CXMLAttrs* attrs = nullptr) = 0;
+    // Nothing when the text is empty and skipEmpty is not 0, even with
+    // attributes; an empty text otherwise gives <n></n>, never <n/>.
+    virtual int WriteParameter(const char16_t* name, const char16_t* value, int skipEmpty = 1,
+                               CXMLAttrs* attrs = nullptr) = 0;
+    virtual int WriteDateParameter(const char16_t* name, const COleDateTime& value, int skipEmpty,
+                                   CXMLAttrs* attrs = nullptr) = 0;
+    // A negative length means up to the terminator. The text is not escaped
+    // and "]]>" inside it is not split.
+    virtual int WriteCDATAParameter(const char16_t* name, const char16_t* value, int length,
+                                    int skipEmpty) = 0;
+    virtual int BeginTable(const char16_t* name, CXMLAttrs* attrs = nullptr) = 0;
+    virtual int EndTable() = 0;
+    // <n A />, with the blank.
+    virtual int EmptyItem(const char16_t* name, CXMLAttrs* attrs = nullptr) = 0;
+    virtual int Close() = 0;
+
+    // "%4d-%02d-%02dT%02d:%02d:%02d", or empty for a date with no calendar form.
+    static void OLEDateTimeToStr(const COleDateTime& value, CString& text);
+};
+
+class CXMLOutStream : public CXMLOutStreamBase {
+public:
+    CXMLOutStream() = default;
+    CXMLOutStream(const CXMLOutStream&) = delete;
+    CXMLOutStream& operator=(const CXMLOutStream&) = delete;
+    ~CXMLOutStream() override;
+
+    // A memory stream (1024 bytes, growing by 8192) with the declaration
+    // written. The caller owns it from here on, also after Close. Null when
+    // already created or when memory runs out.
+    CCharStream* Create(COutStream::EStreamEncoding encoding);
+    // A UTF-8 file. 0 when already created or when the file cannot be made.
+    int Create(const char16_t* path);
+
+    int WriteParameter(const char16_t* name, double value, CXMLAttrs* attrs = nullptr) override;
+    int WriteParameter(const char16_t* name, std::int32_t value,
+                       CXMLAttrs* attrs = nullptr) override;
+    int WriteParameter(const char16_t* name, const char16_t* value, int skipEmpty = 1,
+                       CXMLAttrs* attrs = nullptr) override;
+    int WriteDateParameter(const char16_t* name, const COleDateTime& value, int skipEmpty,
+                           CXMLAttrs* attrs = nullptr) override;
+    int WriteCDATAParameter(const char16_t* name, const char16_t* value, int length,
+                            int skipEmpty) override;
+    int WriteCDATAbase64Parameter(const char16_t* name, const void* data, std::uint64_t size,
+                                  int skipEmpty);
+    int BeginTable(const char16_t* name, CXMLAttrs* attrs = nullptr) override;
+    // </n> of the innermost table; "</>" when none is open.
+    int EndTable() override;
+    int EmptyItem(const char16_t* name, CXMLAttrs* attrs = nullptr) override;
+    // Closes the open tables, inner first; deletes the stream when owned.
+    int Close() override;
+
+    COutStream* GetOutputStream() const { return stream; }
+
+protected:
+    void Write(const char16_t* text, bool cvtQuota);
+    void WriteAttrs(CXMLAttrs* attrs);
+
+private:
+    void WriteDeclaration();
+    void OpenTag(const char16_t* name, CXMLAttrs* attrs);
+
+    TStackTemplate<CString> tableNames;
+    COutStream* stream = nullptr;
+    int created = 0;
+    int ownsStream = 1;
+};
+
+// The DOM form of the writer waits for a DOM library: it creates nothing and
+// every write answers 0.
+class CXMLDOMOutStream : public CXMLOutStreamBase {
+public:
+    int Create(const char16_t*) { return 0; }
+    int WriteParameter(const char16_t*, double, CXMLAttrs* = nullptr) override { return 0; }
+    int WriteParameter(const char16_t*, std::int32_t, CXMLAttrs* = nullptr) override { return 0; }
+    int WriteParameter(const char16_t*, const char16_t*, int = 1, CXMLAttrs* = nullptr) override {
+        return 0;
+    }
+    int WriteDateParameter(const char16_t*, const COleDateTime&, int,
+                           CXMLAttrs* = nullptr) override {
+        return 0;
+    }
+    int WriteCDATAParameter(const char16_t*, const char16_t*, int, int) override { return 0; }
+    int BeginTable(const char16_t*, CXMLAttrs* = nullptr) override { return 0; }
+    int EndTable() override { return 0; }
+    int EmptyItem(const char16_t*, CXMLAttrs* = nullptr) override { return 0; }
+    int Close() override { return 1; }
+};
