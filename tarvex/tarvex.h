@@ -66,3 +66,7 @@
 #include "tarvex/element/elementunmanaged.h"
 #include "tarvex/element/param.h"
 #include "tarvex/element/paramsowner.h"
+
+#include "tarvex/streams/base64.h"
+#include "tarvex/streams/bytebuffer.h"
+#include "tarvex/streams/sha256.h"
