@@ -24,6 +24,8 @@ public:
     }
     // When the results are closed.
     virtual void UnbindAll(void* hStmt) { (void)hStmt; }
+    // Before binding: the connection the statement runs on.
+    virtual void SetConnection(void* hDbc) { (void)hDbc; }
 
     // SQLBindParameter and SQLBindCol, throwing "Bind Parameter" or "Bind Column".
     static void BindParameter(void* hStmt, short number, short ioType, short cType, short sqlType,
@@ -53,6 +55,7 @@ public:
     void GetData(void* hStmt) override { columns.UpdateState(hStmt); }
     void PutParamData(void* hStmt, void* token) override;
     void UnbindAll(void* hStmt) override;
+    void SetConnection(void* hDbc) override { parameters.SetConnection(hDbc); }
 
     CODBCBindings columns;
     CODBCBindings parameters;

@@ -1,5 +1,6 @@
 #include "tarvex/database/odbcbinding.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -115,8 +116,31 @@ void CODBCBinding::UpdateParamState(void* hStmt) {
             stream->column = column;
         }
         indicator = SQL_DATA_AT_EXEC;
+        spool.clear();
+        if (spoolStream) {
+            // The SQLite driver takes a value of unannounced length as empty:
+            // read the stream now and announce its length.
+            auto* stream = static_cast<ISequentialStream*>(buffer);
+            std::size_t used = 0;
+            for (;;) {
+                spool.resize(used + kStreamBlock);
+                ULONG got = 0;
+                if (stream == nullptr ||
+                    FAILED(stream->Read(spool.data() + used, kStreamBlock, &got)) || got == 0)
+                    break;
+                used += got;
+            }
+            spool.resize(used);
+            indicator = SQL_LEN_DATA_AT_EXEC(SQLLEN(used));
+        }
         break;
-    case eKindText: indicator = buffer != nullptr ? SQL_DATA_AT_EXEC : SQL_NULL_DATA; break;
+    case eKindText:
+        // Data at execution, with the byte count announced: drivers that
+        // size the value up front (SQLite's) would otherwise store nothing.
+        indicator = buffer != nullptr
+                        ? SQL_LEN_DATA_AT_EXEC(SQLLEN(static_cast<CString*>(buffer)->GetLength()) * 2)
+                        : SQL_NULL_DATA;
+        break;
     default: break;
     }
 }
@@ -132,6 +156,16 @@ void CODBCBinding::GetParamData(void* hStmt) {
         break;
     case eKindOuterStream:
     case eKindOwnStream: {
+        if (spoolStream) {
+            std::size_t sent = 0;
+            do {
+                const std::size_t count = std::min<std::size_t>(kStreamBlock, spool.size() - sent);
+                rc = SQLPutData(hStmt, spool.data() + sent, SQLLEN(count));
+                sent += count;
+            } while (SqlSucceeded(rc) && sent < spool.size());
+            spool.clear();
+            break;
+        }
         auto* stream = static_cast<ISequentialStream*>(buffer);
         std::unique_ptr<unsigned char[]> block(new unsigned char[kStreamBlock]);
         // Without a single block, the driver still needs a call to close
@@ -190,7 +224,19 @@ void CODBCBindings::UpdateState(void* hStmt) {
 }
 
 void CODBCBindings::UpdateParamState(void* hStmt) {
-    for (int64_t i = 0; i < GetLength(); ++i) (*this)[i]->UpdateParamState(hStmt);
+    for (int64_t i = 0; i < GetLength(); ++i) {
+        (*this)[i]->spoolStream = needLongDataLength;
+        (*this)[i]->UpdateParamState(hStmt);
+    }
+}
+
+void CODBCBindings::SetConnection(void* hDbc) {
+    SQLCHAR answer[4] = {};
+    SQLSMALLINT length = 0;
+    needLongDataLength =
+        hDbc != nullptr &&
+        SqlSucceeded(SQLGetInfo(hDbc, SQL_NEED_LONG_DATA_LEN, answer, sizeof answer, &length)) &&
+        answer[0] == 'Y';
 }
 
 bool CODBCBindings::GetParamData(void* hStmt, void* token) {

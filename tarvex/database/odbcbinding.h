@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 #include "tarvex/core/indirectarray.h"
 #include "tarvex/core/object.h"
@@ -69,6 +70,10 @@ public:
     void* buffer = nullptr; // the data, the stream or the CString
     std::int64_t indicator = 0;
     _tagOdbcBlobField* blobField = nullptr; // a blob parameter sends its field's bytes
+    // A driver that must know a long value's length before its data gets a
+    // stream read whole in advance; these are its bytes.
+    bool spoolStream = false;
+    std::vector<unsigned char> spool;
 };
 
 class CODBCBindings : public CIndirectArray<CODBCBinding> {
@@ -80,11 +85,15 @@ public:
 
     void UpdateState(void* hStmt);
     void UpdateParamState(void* hStmt);
+    // Whether the driver needs the length of a long value before its data
+    // (SQL_NEED_LONG_DATA_LEN), asked of the connection once.
+    void SetConnection(void* hDbc);
     // Sends the data of the parameter that `token` names; false if none does.
     bool GetParamData(void* hStmt, void* token);
 
 private:
     std::int64_t recordsCount = 1;
+    bool needLongDataLength = false;
 };
 
 // ISequentialStream over SQLGetData of one column: reads a blob column in

@@ -34,6 +34,7 @@ public:
     void Open(const CODBCSession& session, const char16_t* sql) {
         this->Create(session, sql);
         void* hStmt = this->m_hStmt;
+        TAccessor::SetConnection(static_cast<void*>(session));
         if (TAccessor::HasParameters() && session.MustPrepareParametric()) {
             this->Prepare();
             TAccessor::BindColumns(hStmt);

@@ -153,9 +153,11 @@ void CODBCSession::Connect(const char16_t* connectionString, unsigned long flags
     input.ReleaseBuffer();
     if (rc == SQL_NO_DATA) return; // the user cancelled the prompt
     if (!SqlSucceeded(rc)) throw CODBCException(m_hDbc, SQL_HANDLE_DBC, u"SQLDriverConnect");
-    if (platform == elpPostgreSQL &&
-        !SqlSucceeded(SQLSetConnectOptionW(m_hDbc, SQL_AUTOCOMMIT, SQL_AUTOCOMMIT_ON)))
-        throw CODBCException(m_hDbc, SQL_HANDLE_DBC, u"SQL_AUTOCOMMIT");
+    // Through the attribute call: the driver manager does not carry the old
+    // wide option call to drivers that lack wide entry points (SQLite's).
+    if (platform == elpPostgreSQL)
+        SetAttribute(SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_ON),
+                     SQL_IS_UINTEGER, u"SQL_ATTR_AUTOCOMMIT");
     isOpen = true;
 }
 
