@@ -23,6 +23,17 @@ std::string Env(const char* name) {
     return value ? value : "";
 }
 
+// The drivers are registered in the test folder's odbcinst.ini, never in
+// the system's; unixODBC reads the variables at its first call.
+const std::string g_testDir = [] {
+    const std::string folder = Env("TARVEX_DB_TEST_DIR");
+    if (!folder.empty()) {
+        setenv("ODBCSYSINI", folder.c_str(), 1);
+        setenv("ODBCINI", (folder + "/odbc.ini").c_str(), 1);
+    }
+    return folder;
+}();
+
 } // namespace
 
 std::string Narrow(const CString& text) { return tarvex::ToUtf8(text.View()); }
@@ -46,7 +57,7 @@ void SqliteTest::Open(CODBCSession& session, ELibPlatform platform) {
 }
 
 void PgTest::SetUp() {
-    const std::string envFile = Env("TARVEX_PG_ENV");
+    const std::string envFile = g_testDir + "/pg.env";
     std::ifstream in(envFile);
     ASSERT_TRUE(in) << "the PostgreSQL fixture did not start (no " << envFile << ")";
     for (std::string line; std::getline(in, line);)
@@ -127,3 +138,9 @@ CString RepeatText(const char16_t* piece, int times) {
 }
 
 } // namespace dbtest
+
+// Allocations the ODBC drivers and the driver manager keep for the life of
+// the process are theirs; the library's own are never suppressed here.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libsqlite3odbc\nleak:psqlodbcw\nleak:libodbc.so\n";
+}
