@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
+    unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
 )
 
 missing=()

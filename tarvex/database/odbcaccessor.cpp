@@ -12,9 +12,9 @@
 
 namespace {
 
-constexpr std::int64_t kLatePiece = 8192;   // bytes per SQLGetData of a late column
-constexpr std::int64_t kLateLimit = 16384;  // columns wider than this are late
-constexpr std::int64_t kNameLength = 1024;  // characters of a column name
+constexpr std::int64_t kLatePiece = 8192;  // bytes per SQLGetData of a late column
+constexpr std::int64_t kLateLimit = 16384; // columns wider than this are late
+constexpr std::int64_t kNameLength = 1024; // characters of a column name
 
 void* CopyBytes(const void* bytes, std::int64_t size) {
     void* copy = std::malloc(size_t(size > 0 ? size : 1));
@@ -33,12 +33,16 @@ bool IsLateType(short sqlType, std::int64_t size) {
     case SQL_VARBINARY:
     case SQL_LONGVARBINARY:
     case SQL_WVARCHAR:
-    case SQL_WLONGVARCHAR: return true;
-    default: return size > kLateLimit;
+    case SQL_WLONGVARCHAR:
+        return true;
+    default:
+        return size > kLateLimit;
     }
 }
 
-[[noreturn]] void ThrowParam(const char16_t* message) { throw CODBCException(message); }
+[[noreturn]] void ThrowParam(const char16_t* message) {
+    throw CODBCException(message);
+}
 
 // The bytes of a one-byte-element safe array, or false.
 bool ArrayBytes(const VARIANT& value, const void*& data, std::int64_t& size) {
@@ -64,7 +68,9 @@ CColumnData::CColumnData(const CColumnData& other)
     if (other.buffer != nullptr) buffer = CopyBytes(other.buffer, other.bufferSize);
 }
 
-CColumnData::~CColumnData() { std::free(buffer); }
+CColumnData::~CColumnData() {
+    std::free(buffer);
+}
 
 void CColumnData::Reserve(std::int64_t bytes) {
     if (bytes <= bufferSize && buffer != nullptr) return;
@@ -83,7 +89,9 @@ CParameterData::CParameterData(const CParameterData& other)
     if (other.buffer != nullptr) buffer = CopyBytes(other.buffer, other.bufferSize);
 }
 
-CParameterData::~CParameterData() { std::free(buffer); }
+CParameterData::~CParameterData() {
+    std::free(buffer);
+}
 
 void CParameterData::SetBuffer(const void* bytes, std::int64_t size) {
     if (buffer != nullptr)
@@ -199,8 +207,7 @@ void CODBCDynamicAccessor::InitColumn(void* hStmt, short number) {
     column.columnSize = std::int64_t(size > SQLULEN(INT64_MAX) ? INT64_MAX : size);
     column.decimalDigits = digits;
     column.nullable = nullable;
-    if (column.sqlType == SQL_VARCHAR && column.columnSize == 0)
-        column.sqlType = SQL_LONGVARCHAR;
+    if (column.sqlType == SQL_VARCHAR && column.columnSize == 0) column.sqlType = SQL_LONGVARCHAR;
     column.late = IsLateType(column.sqlType, column.columnSize);
     columns.Add(owned.release());
     if (column.late) {
@@ -280,8 +287,8 @@ void CODBCDynamicAccessor::ReadColumn(void* hStmt, CColumnData& column) {
     if (column.cType != SQL_C_WCHAR && column.cType != SQL_C_BINARY) {
         // A value of fixed size: one call.
         if (column.buffer == nullptr) SizeBuffer(column);
-        const SQLRETURN rc = SQLGetData(hStmt, column.number, column.cType, column.buffer,
-                                        column.bufferSize, &got);
+        const SQLRETURN rc =
+            SQLGetData(hStmt, column.number, column.cType, column.buffer, column.bufferSize, &got);
         if (rc == SQL_NO_DATA)
             got = 0;
         else if (!SqlSucceeded(rc))
@@ -337,7 +344,9 @@ CColumnData* CODBCDynamicAccessor::ColumnAt(short column) const {
     return columns[column - 1];
 }
 
-const CColumnData* CODBCDynamicAccessor::GetColumn(short column) const { return ColumnAt(column); }
+const CColumnData* CODBCDynamicAccessor::GetColumn(short column) const {
+    return ColumnAt(column);
+}
 
 void CODBCDynamicAccessor::EnsureRead(void* hStmt, CColumnData& column) {
     if (!column.bound && !column.fetched) ReadColumn(hStmt, column);
@@ -364,7 +373,7 @@ bool CODBCDynamicAccessor::GetStatus(void* hStmt, short column, ODBCStatus* stat
     EnsureRead(hStmt, *data);
     if (status)
         *status = (data->indicator == SQL_NULL_DATA || data->buffer == nullptr) ? eOdbcStatusNull
-                                                                               : eOdbcStatusValue;
+                                                                                : eOdbcStatusValue;
     return true;
 }
 
@@ -458,19 +467,32 @@ void CODBCDynamicAccessor::AddParamWithValue(const COleVariant& value) {
     std::int64_t size = 0;
     switch (value.vt) {
     case VT_EMPTY:
-    case VT_NULL: AddNullParam(SQL_C_WCHAR, SQL_PARAM_INPUT); return;
-    case VT_I2: AddParamWithValue(short(value.iVal)); return;
-    case VT_I4: AddParamWithValue(std::int32_t(value.lVal)); return;
-    case VT_R4: AddParamWithValue(double(value.fltVal)); return;
-    case VT_R8: AddParamWithValue(value.dblVal); return;
-    case VT_BSTR: AddParamWithValue(value.bstrVal ? value.bstrVal : u""); return;
+    case VT_NULL:
+        AddNullParam(SQL_C_WCHAR, SQL_PARAM_INPUT);
+        return;
+    case VT_I2:
+        AddParamWithValue(short(value.iVal));
+        return;
+    case VT_I4:
+        AddParamWithValue(std::int32_t(value.lVal));
+        return;
+    case VT_R4:
+        AddParamWithValue(double(value.fltVal));
+        return;
+    case VT_R8:
+        AddParamWithValue(value.dblVal);
+        return;
+    case VT_BSTR:
+        AddParamWithValue(value.bstrVal ? value.bstrVal : u"");
+        return;
     case VT_ARRAY | VT_I1:
         if (ArrayBytes(value, bytes, size)) {
             AddParamWithValue(bytes != nullptr ? bytes : "", size);
             return;
         }
         break;
-    default: break;
+    default:
+        break;
     }
     ThrowParam(u"Неподдерживаемый тип параметра");
 }
@@ -567,7 +589,8 @@ void CODBCDynamicAccessor::SetParameter(unsigned short index, const COleVariant&
         size = sizeof stamp;
         break;
     }
-    default: ThrowParam(u"Неподдерживаемый тип параметра");
+    default:
+        ThrowParam(u"Неподдерживаемый тип параметра");
     }
     if (size > p.bufferSize || (size > 0 && p.buffer == nullptr))
         ThrowParam(u"Недостаточная длина буфера");

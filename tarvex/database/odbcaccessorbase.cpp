@@ -4,8 +4,8 @@
 #include "tarvex/database/odbcexception.h"
 
 void CODBCAccessorBase::BindParameter(void* hStmt, short number, short ioType, short cType,
-                                      short sqlType, std::uint64_t columnSize,
-                                      short decimalDigits, void* buffer, std::int64_t bufferSize,
+                                      short sqlType, std::uint64_t columnSize, short decimalDigits,
+                                      void* buffer, std::int64_t bufferSize,
                                       std::int64_t* indicator) {
     static_assert(sizeof(SQLLEN) == sizeof(std::int64_t));
     const SQLRETURN rc =
@@ -16,8 +16,8 @@ void CODBCAccessorBase::BindParameter(void* hStmt, short number, short ioType, s
 
 void CODBCAccessorBase::BindColumn(void* hStmt, short number, short cType, void* buffer,
                                    std::int64_t bufferSize, std::int64_t* indicator) {
-    const SQLRETURN rc = SQLBindCol(hStmt, number, cType, buffer, bufferSize,
-                                    reinterpret_cast<SQLLEN*>(indicator));
+    const SQLRETURN rc =
+        SQLBindCol(hStmt, number, cType, buffer, bufferSize, reinterpret_cast<SQLLEN*>(indicator));
     if (!SqlSucceeded(rc)) throw CODBCException(hStmt, SQL_HANDLE_STMT, u"Bind Column");
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr SQLLEN kTextPiece = 16384;  // bytes per SQLGetData of a text binding
+constexpr SQLLEN kTextPiece = 16384;   // bytes per SQLGetData of a text binding
 constexpr SQLLEN kStreamBlock = 32768; // bytes per SQLPutData of a stream
 
 void* TokenOf(short column) {
@@ -88,7 +88,8 @@ void CODBCBinding::UpdateState(void* hStmt) {
         }
         break;
     }
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -103,7 +104,8 @@ void CODBCBinding::UpdateParamState(void* hStmt) {
         if (length != nullptr && indicator != SQL_DATA_AT_EXEC) {
             indicator = *length;
         } else if (buffer != nullptr && cType == SQL_C_WCHAR) {
-            indicator = SQLLEN(std::char_traits<char16_t>::length(static_cast<char16_t*>(buffer))) * 2;
+            indicator =
+                SQLLEN(std::char_traits<char16_t>::length(static_cast<char16_t*>(buffer))) * 2;
         } else if (buffer != nullptr && cType == SQL_C_CHAR) {
             indicator = SQLLEN(std::strlen(static_cast<char*>(buffer)));
         }
@@ -137,11 +139,13 @@ void CODBCBinding::UpdateParamState(void* hStmt) {
     case eKindText:
         // Data at execution, with the byte count announced: drivers that
         // size the value up front (SQLite's) would otherwise store nothing.
-        indicator = buffer != nullptr
-                        ? SQL_LEN_DATA_AT_EXEC(SQLLEN(static_cast<CString*>(buffer)->GetLength()) * 2)
-                        : SQL_NULL_DATA;
+        indicator =
+            buffer != nullptr
+                ? SQL_LEN_DATA_AT_EXEC(SQLLEN(static_cast<CString*>(buffer)->GetLength()) * 2)
+                : SQL_NULL_DATA;
         break;
-    default: break;
+    default:
+        break;
     }
 }
 
@@ -190,7 +194,8 @@ void CODBCBinding::GetParamData(void* hStmt) {
         rc = SQLPutData(hStmt, const_cast<char16_t*>(data), bytes);
         break;
     }
-    default: break;
+    default:
+        break;
     }
     if (!SqlSucceeded(rc)) throw CODBCException(hStmt, SQL_HANDLE_STMT, u"Put Data");
 }
@@ -262,7 +267,9 @@ HRESULT CODBCSequentialStream::QueryInterface(REFIID riid, void** object) {
     return E_NOINTERFACE;
 }
 
-ULONG CODBCSequentialStream::AddRef() { return ++refCount; }
+ULONG CODBCSequentialStream::AddRef() {
+    return ++refCount;
+}
 
 ULONG CODBCSequentialStream::Release() {
     const ULONG left = --refCount;
@@ -295,15 +302,23 @@ HRESULT CODBCSequentialStream::Write(const void*, ULONG, ULONG*) {
 
 short CODBCBinder::GetSQLType(short cType) {
     switch (cType) {
-    case -11: return -11;
-    case -8: return SQL_VARCHAR;
-    case -6: return 5;
-    case -2: return SQL_LONGVARBINARY;
+    case -11:
+        return -11;
+    case -8:
+        return SQL_VARCHAR;
+    case -6:
+        return 5;
+    case -2:
+        return SQL_LONGVARBINARY;
     case 4:
-    case 5: return 4;
-    case 8: return 8;
-    case 11: return 11;
-    default: return cType;
+    case 5:
+        return 4;
+    case 8:
+        return 8;
+    case 11:
+        return 11;
+    default:
+        return cType;
     }
 }
 
@@ -337,8 +352,8 @@ CODBCBinding* CODBCColumnBinder::BindItem2(void* hStmt, CODBCBindings& bindings,
     return binding;
 }
 
-CODBCBinding* CODBCColumnBinder::BindBlobBufItem(void* hStmt, CODBCBindings& bindings,
-                                                 short column, _tagOdbcBlobField* fields) {
+CODBCBinding* CODBCColumnBinder::BindBlobBufItem(void* hStmt, CODBCBindings& bindings, short column,
+                                                 _tagOdbcBlobField* fields) {
     const std::int64_t records = bindings.GetRecordsCount();
     for (std::int64_t i = 0; i < records; ++i)
         fields[i].token = records > 1 ? ((i << 8) | (column & 0xFF)) : column;
@@ -354,8 +369,8 @@ CODBCBinding* CODBCColumnBinder::BindStream(void*, CODBCBindings& bindings, shor
     CheckStreamIid(iid);
     auto* own = new CODBCSequentialStream(SQL_C_BINARY);
     own->AddRef(); // the binding's reference
-    CODBCBinding* binding = NewBinding(bindings, column, SQL_C_BINARY,
-                                       CODBCBinding::eKindOwnStream, own, 0, status, length);
+    CODBCBinding* binding = NewBinding(bindings, column, SQL_C_BINARY, CODBCBinding::eKindOwnStream,
+                                       own, 0, status, length);
     if (stream != nullptr) {
         own->AddRef();
         *stream = own;
@@ -364,8 +379,7 @@ CODBCBinding* CODBCColumnBinder::BindStream(void*, CODBCBindings& bindings, shor
 }
 
 CODBCBinding* CODBCColumnBinder::BindText(void*, CODBCBindings& bindings, short column,
-                                          CString* text, ODBCStatus* status,
-                                          std::int64_t* length) {
+                                          CString* text, ODBCStatus* status, std::int64_t* length) {
     return NewBinding(bindings, column, SQL_C_WCHAR, CODBCBinding::eKindText, text, 0, status,
                       length);
 }
@@ -394,14 +408,13 @@ CODBCBinding* CODBCParamBinder::BindItem2(void* hStmt, CODBCBindings& bindings, 
     return binding;
 }
 
-CODBCBinding* CODBCParamBinder::BindBlobBufItem(void* hStmt, CODBCBindings& bindings,
-                                                short column, _tagOdbcBlobField* field) {
+CODBCBinding* CODBCParamBinder::BindBlobBufItem(void* hStmt, CODBCBindings& bindings, short column,
+                                                _tagOdbcBlobField* field) {
     CODBCBinding* binding = NewBinding(bindings, column, SQL_C_BINARY, CODBCBinding::eKindBuffer,
                                        field, 0, nullptr, nullptr);
     binding->blobField = field;
     CODBCAccessorBase::BindParameter(hStmt, column, SQL_PARAM_INPUT, SQL_C_BINARY,
-                                     SQL_LONGVARBINARY, 0x7fffffff, 0, field, 0,
-                                     &field->indicator);
+                                     SQL_LONGVARBINARY, 0x7fffffff, 0, field, 0, &field->indicator);
     return binding;
 }
 
@@ -419,14 +432,12 @@ CODBCBinding* CODBCParamBinder::BindStream(void* hStmt, CODBCBindings& bindings,
 }
 
 CODBCBinding* CODBCParamBinder::BindText(void* hStmt, CODBCBindings& bindings, short column,
-                                         CString* text, ODBCStatus* status,
-                                         std::int64_t* length) {
-    CODBCBinding* binding = NewBinding(bindings, column, SQL_C_WCHAR, CODBCBinding::eKindText,
-                                       text, 0, status, length);
+                                         CString* text, ODBCStatus* status, std::int64_t* length) {
+    CODBCBinding* binding =
+        NewBinding(bindings, column, SQL_C_WCHAR, CODBCBinding::eKindText, text, 0, status, length);
     binding->indicator = SQL_DATA_AT_EXEC;
-    CODBCAccessorBase::BindParameter(hStmt, column, SQL_PARAM_INPUT, SQL_C_WCHAR,
-                                     SQL_LONGVARCHAR, 0x7fffffff, 0, TokenOf(column), 0,
-                                     &binding->indicator);
+    CODBCAccessorBase::BindParameter(hStmt, column, SQL_PARAM_INPUT, SQL_C_WCHAR, SQL_LONGVARCHAR,
+                                     0x7fffffff, 0, TokenOf(column), 0, &binding->indicator);
     return binding;
 }
 

@@ -161,12 +161,11 @@ public:
     static CODBCBinding* BindBlobBufItem(void* hStmt, CODBCBindings& bindings, short column,
                                          _tagOdbcBlobField* fields);
     // Hands the caller a stream over the column, valid after each fetch.
-    static CODBCBinding* BindStream(void* hStmt, CODBCBindings& bindings, short column,
-                                    REFIID iid, ISequentialStream** stream,
-                                    ODBCStatus* status = nullptr, std::int64_t* length = nullptr);
-    static CODBCBinding* BindText(void* hStmt, CODBCBindings& bindings, short column,
-                                  CString* text, ODBCStatus* status = nullptr,
-                                  std::int64_t* length = nullptr);
+    static CODBCBinding* BindStream(void* hStmt, CODBCBindings& bindings, short column, REFIID iid,
+                                    ISequentialStream** stream, ODBCStatus* status = nullptr,
+                                    std::int64_t* length = nullptr);
+    static CODBCBinding* BindText(void* hStmt, CODBCBindings& bindings, short column, CString* text,
+                                  ODBCStatus* status = nullptr, std::int64_t* length = nullptr);
 };
 
 // Parameters: bound buffers, blob fields, and streams and texts sent at
@@ -182,12 +181,11 @@ public:
                                    std::int64_t columnSize = 0);
     static CODBCBinding* BindBlobBufItem(void* hStmt, CODBCBindings& bindings, short column,
                                          _tagOdbcBlobField* field);
-    static CODBCBinding* BindStream(void* hStmt, CODBCBindings& bindings, short column,
-                                    REFIID iid, ISequentialStream* stream,
-                                    ODBCStatus* status = nullptr, std::int64_t* length = nullptr);
-    static CODBCBinding* BindText(void* hStmt, CODBCBindings& bindings, short column,
-                                  CString* text, ODBCStatus* status = nullptr,
-                                  std::int64_t* length = nullptr);
+    static CODBCBinding* BindStream(void* hStmt, CODBCBindings& bindings, short column, REFIID iid,
+                                    ISequentialStream* stream, ODBCStatus* status = nullptr,
+                                    std::int64_t* length = nullptr);
+    static CODBCBinding* BindText(void* hStmt, CODBCBindings& bindings, short column, CString* text,
+                                  ODBCStatus* status = nullptr, std::int64_t* length = nullptr);
 };
 
 // Binding whole accessors at once is not offered: every operation throws.

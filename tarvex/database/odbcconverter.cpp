@@ -18,7 +18,9 @@ bool HasValue(ODBCStatus status) {
     return true;
 }
 
-[[noreturn]] void ThrowConversion() { throw CODBCException(u"Invalid Data Conversion"); }
+[[noreturn]] void ThrowConversion() {
+    throw CODBCException(u"Invalid Data Conversion");
+}
 
 template <class T>
 T Load(const void* buffer) {
@@ -50,10 +52,13 @@ CString TimestampText(const TIMESTAMP_STRUCT& t) {
 std::int32_t CODBCDataConverter::ToInt32(short cType, ODBCStatus status, const void* buffer) {
     if (!HasValue(status)) return 0;
     switch (cType) {
-    case SQL_C_WCHAR: return _wtoi(static_cast<const char16_t*>(buffer));
+    case SQL_C_WCHAR:
+        return _wtoi(static_cast<const char16_t*>(buffer));
     case SQL_C_BIT:
-    case SQL_C_TINYINT: return Load<signed char>(buffer);
-    case SQL_C_LONG: return Load<std::int32_t>(buffer);
+    case SQL_C_TINYINT:
+        return Load<signed char>(buffer);
+    case SQL_C_LONG:
+        return Load<std::int32_t>(buffer);
     case SQL_C_SBIGINT:
     case SQL_BIGINT: {
         // A count beyond 32 bits must not come back as its low half.
@@ -61,16 +66,20 @@ std::int32_t CODBCDataConverter::ToInt32(short cType, ODBCStatus status, const v
         if (value < INT32_MIN || value > INT32_MAX) ThrowConversion();
         return std::int32_t(value);
     }
-    default: ThrowConversion();
+    default:
+        ThrowConversion();
     }
 }
 
 double CODBCDataConverter::ToDouble(short cType, ODBCStatus status, const void* buffer) {
     if (!HasValue(status)) return 0.0;
     switch (cType) {
-    case SQL_C_LONG: return Load<std::int32_t>(buffer);
-    case SQL_C_DOUBLE: return Load<double>(buffer);
-    default: ThrowConversion();
+    case SQL_C_LONG:
+        return Load<std::int32_t>(buffer);
+    case SQL_C_DOUBLE:
+        return Load<double>(buffer);
+    default:
+        ThrowConversion();
     }
 }
 
@@ -84,19 +93,31 @@ CString CODBCDataConverter::ToString(short cType, ODBCStatus status, const void*
         CParamsOwner::FormatUID(Load<_GUID>(buffer), braced, 39);
         return CString(braced);
     }
-    case SQL_C_WCHAR: return WideText(buffer, length);
-    case SQL_C_CHAR: return StringFromANSI(static_cast<const char*>(buffer), 1251, int(length));
-    case SQL_C_LONG: text.Format(u"%d", Load<std::int32_t>(buffer)); return text;
-    case SQL_C_SHORT: text.Format(u"%d", int(Load<std::int16_t>(buffer))); return text;
-    case SQL_C_FLOAT: text.Format(u"%g", double(Load<float>(buffer))); return text;
-    case SQL_C_DOUBLE: text.Format(u"%g", Load<double>(buffer)); return text;
-    case SQL_C_TIMESTAMP: return TimestampText(Load<TIMESTAMP_STRUCT>(buffer));
+    case SQL_C_WCHAR:
+        return WideText(buffer, length);
+    case SQL_C_CHAR:
+        return StringFromANSI(static_cast<const char*>(buffer), 1251, int(length));
+    case SQL_C_LONG:
+        text.Format(u"%d", Load<std::int32_t>(buffer));
+        return text;
+    case SQL_C_SHORT:
+        text.Format(u"%d", int(Load<std::int16_t>(buffer)));
+        return text;
+    case SQL_C_FLOAT:
+        text.Format(u"%g", double(Load<float>(buffer)));
+        return text;
+    case SQL_C_DOUBLE:
+        text.Format(u"%g", Load<double>(buffer));
+        return text;
+    case SQL_C_TIMESTAMP:
+        return TimestampText(Load<TIMESTAMP_STRUCT>(buffer));
     case SQL_C_SBIGINT:
     case SQL_BIGINT:
         // The whole 64-bit value: a count read as text keeps every digit.
         text.Format(u"%lld", static_cast<long long>(Load<std::int64_t>(buffer)));
         return text;
-    default: ThrowConversion();
+    default:
+        ThrowConversion();
     }
 }
 
@@ -104,7 +125,9 @@ bool CODBCDataConverter::ToUID(_GUID& guid, short cType, ODBCStatus status, cons
     guid = _GUID{};
     if (!HasValue(status)) return false;
     switch (cType) {
-    case SQL_C_GUID: guid = Load<_GUID>(buffer); return true;
+    case SQL_C_GUID:
+        guid = Load<_GUID>(buffer);
+        return true;
     case SQL_C_WCHAR:
         if (FAILED(CLSIDFromString(static_cast<const char16_t*>(buffer), &guid))) {
             guid = _GUID{};
@@ -114,7 +137,8 @@ bool CODBCDataConverter::ToUID(_GUID& guid, short cType, ODBCStatus status, cons
     case SQL_C_CHAR:
         if (!CharToGUID(static_cast<const char*>(buffer), guid)) ThrowConversion();
         return true;
-    default: ThrowConversion();
+    default:
+        ThrowConversion();
     }
 }
 
@@ -123,14 +147,21 @@ COleVariant CODBCDataConverter::ToVariant(short cType, ODBCStatus status, const 
     switch (cType) {
     case SQL_C_GUID:
     case SQL_C_WCHAR:
-    case SQL_C_CHAR: return COleVariant(ToString(cType, status, buffer));
-    case SQL_C_LONG: return COleVariant(LONG(Load<std::int32_t>(buffer)));
-    case SQL_C_SHORT: return COleVariant(SHORT(Load<std::int16_t>(buffer)));
-    case SQL_C_FLOAT: return COleVariant(Load<float>(buffer));
-    case SQL_C_DOUBLE: return COleVariant(Load<double>(buffer));
+    case SQL_C_CHAR:
+        return COleVariant(ToString(cType, status, buffer));
+    case SQL_C_LONG:
+        return COleVariant(LONG(Load<std::int32_t>(buffer)));
+    case SQL_C_SHORT:
+        return COleVariant(SHORT(Load<std::int16_t>(buffer)));
+    case SQL_C_FLOAT:
+        return COleVariant(Load<float>(buffer));
+    case SQL_C_DOUBLE:
+        return COleVariant(Load<double>(buffer));
     case SQL_C_SBIGINT:
-    case SQL_BIGINT: return COleVariant(LONGLONG(Load<std::int64_t>(buffer)));
-    default: ThrowConversion();
+    case SQL_BIGINT:
+        return COleVariant(LONGLONG(Load<std::int64_t>(buffer)));
+    default:
+        ThrowConversion();
     }
 }
 
@@ -158,8 +189,8 @@ void CODBCDataConverter::ReadString(IUnknown** unknown, CString& out) {
     out.Empty();
     if (unknown == nullptr || *unknown == nullptr) return;
     CComPtr<ISequentialStream> stream;
-    if (FAILED((*unknown)->QueryInterface(IID_ISequentialStream,
-                                          reinterpret_cast<void**>(&stream))))
+    if (FAILED(
+            (*unknown)->QueryInterface(IID_ISequentialStream, reinterpret_cast<void**>(&stream))))
         return;
     char16_t block[2048]; // 4096 bytes
     for (;;) {

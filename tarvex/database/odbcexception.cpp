@@ -8,7 +8,9 @@ CODBCException::CODBCException(void* handle, short handleType, const char16_t* c
     InitErrorMessage(m_strMessage, handle, handleType);
 }
 
-CODBCException::CODBCException(const char16_t* message) { m_strMessage = message; }
+CODBCException::CODBCException(const char16_t* message) {
+    m_strMessage = message;
+}
 
 CODBCException::CODBCException(const char16_t* message, const char16_t* sqlState,
                                std::int32_t nativeError, const char16_t* context)
@@ -55,10 +57,18 @@ void CODBCException::InitErrorMessage(CString& out, void* handle, short handleTy
     }
     if (m_strContext.IsEmpty()) return;
     switch (handleType) {
-    case SQL_HANDLE_ENV: out += u" окружение: "; break;
-    case SQL_HANDLE_DBC: out += u" соединение: "; break;
-    case SQL_HANDLE_STMT: out += u" запрос: "; break;
-    default: out += u" "; break;
+    case SQL_HANDLE_ENV:
+        out += u" окружение: ";
+        break;
+    case SQL_HANDLE_DBC:
+        out += u" соединение: ";
+        break;
+    case SQL_HANDLE_STMT:
+        out += u" запрос: ";
+        break;
+    default:
+        out += u" ";
+        break;
     }
     out += m_strContext;
 }

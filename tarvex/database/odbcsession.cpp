@@ -253,8 +253,8 @@ void CODBCSession::GetDatabases(CSortedIndirectArray<CString>& out, CString& con
     try {
         SetAttribute(SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
                      u"SQL_ATTR_LOGIN_TIMEOUT");
-        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(90),
-                     SQL_IS_UINTEGER, u"SQL_ATTR_CONNECTION_TIMEOUT");
+        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(90), SQL_IS_UINTEGER,
+                     u"SQL_ATTR_CONNECTION_TIMEOUT");
         SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
                      u"SQL_COPT_SS_BROWSE_CONNECT");
         SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_NTS, u"SQL_COPT_SS_BROWSE_SERVER");
@@ -321,8 +321,8 @@ void CODBCSession::GetServers(CSortedIndirectArray<CString>& out, const char16_t
     try {
         SetAttribute(SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
                      u"SQL_ATTR_LOGIN_TIMEOUT");
-        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(20),
-                     SQL_IS_UINTEGER, u"SQL_ATTR_CONNECTION_TIMEOUT");
+        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
+                     u"SQL_ATTR_CONNECTION_TIMEOUT");
         SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
                      u"SQL_COPT_SS_BROWSE_CONNECT");
         SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_NTS, u"SQL_COPT_SS_BROWSE_SERVER");

@@ -98,7 +98,9 @@ void CODBCStatement::GetTypeInfo(short sqlType) {
     hasResults = true;
 }
 
-bool CODBCStatement::FetchNext() { return FetchRow() != eFetchEnd; }
+bool CODBCStatement::FetchNext() {
+    return FetchRow() != eFetchEnd;
+}
 
 CODBCStatement::EFetch CODBCStatement::FetchRow() {
     const SQLRETURN rc = SQLFetch(m_hStmt);

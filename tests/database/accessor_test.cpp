@@ -183,11 +183,12 @@ TEST_F(Accessor, ParametersOfEveryKindRoundTrip) {
               "Нельзя добавлять параметры после выполнения команды.");
 
     CODBCDynamicCommand read;
-    read.Open(session, u"SELECT n, s, d, t, e, z IS NULL, length(b), hex(b), vi, vs, CAST(vb AS TEXT), "
-                       u"vn IS NULL, e IS NULL FROM t");
+    read.Open(session,
+              u"SELECT n, s, d, t, e, z IS NULL, length(b), hex(b), vi, vs, CAST(vb AS TEXT), "
+              u"vn IS NULL, e IS NULL FROM t");
     ASSERT_TRUE(read.MoveNext());
-    const char16_t* expected[] = {u"-123456", u"-12", u"0.125", u"Привет", u"", u"1",
-                                  u"3",       u"010002", u"42", u"мир",    u"hi", u"1", u"0"};
+    const char16_t* expected[] = {u"-123456", u"-12", u"0.125", u"Привет", u"",  u"1", u"3",
+                                  u"010002",  u"42",  u"мир",   u"hi",     u"1", u"0"};
     for (short c = 1; c <= 13; ++c)
         EXPECT_EQ(Narrow(read.GetString(c)), Narrow(expected[c - 1])) << "column " << c;
 }
@@ -327,7 +328,7 @@ TEST_F(Accessor, BlobsAndTextsTravelAtExecutionAndComeBackThroughAStream) {
     insert.blob.data = bytes.data();
     insert.blob.length = std::int64_t(bytes.size());
     insert.blob.indicator = -100 - insert.blob.length; // the length announced up front
-    insert.note = RepeatText(u"Ёлка-", 8000); // more than one piece of 16384 bytes
+    insert.note = RepeatText(u"Ёлка-", 8000);          // more than one piece of 16384 bytes
     DB_RUN(insert.Open(session, u"INSERT INTO t VALUES(?, ?, ?)"));
     session.ExecDirect(u"INSERT INTO t VALUES(2, x'', NULL)", nullptr);
 

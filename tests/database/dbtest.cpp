@@ -36,7 +36,9 @@ const std::string g_testDir = [] {
 
 } // namespace
 
-std::string Narrow(const CString& text) { return tarvex::ToUtf8(text.View()); }
+std::string Narrow(const CString& text) {
+    return tarvex::ToUtf8(text.View());
+}
 
 void SqliteTest::SetUp() {
     ASSERT_TRUE(g_localeSet);

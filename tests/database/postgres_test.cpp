@@ -160,9 +160,9 @@ TEST_F(Postgres, NumbersCountsAndTimestampsKeepTheirValues) {
     EXPECT_EQ(read.GetString(5), u"2024-01-02 03:04:05.123");
     EXPECT_EQ(read.GetString(6), u"3"); // count(*) is a bigint
     EXPECT_EQ(read.GetString(7), u"5000000000");
-    EXPECT_THROW(read.ToInt32(read.GetColumn(7)->cType, eOdbcStatusValue,
-                              read.GetColumn(7)->buffer),
-                 CODBCException);
+    EXPECT_THROW(
+        read.ToInt32(read.GetColumn(7)->cType, eOdbcStatusValue, read.GetColumn(7)->buffer),
+        CODBCException);
 
     // A timestamp parameter made from a date.
     CODBCDynamicCommand insert;
