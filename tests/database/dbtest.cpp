@@ -140,9 +140,3 @@ CString RepeatText(const char16_t* piece, int times) {
 }
 
 } // namespace dbtest
-
-// Allocations the ODBC drivers and the driver manager keep for the life of
-// the process are theirs; the library's own are never suppressed here.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libsqlite3odbc\nleak:psqlodbcw\nleak:libodbc.so\n";
-}

@@ -173,8 +173,10 @@ TEST_F(Postgres, NumbersCountsAndTimestampsKeepTheirValues) {
 }
 
 TEST_F(Postgres, DatabaseListLeavesOutTheSystemOnes) {
-    session.ExecDirect(u"CREATE DATABASE tarvex_b", nullptr);
-    session.ExecDirect(u"CREATE DATABASE tarvex_a", nullptr);
+    for (const char16_t* sql :
+         {u"DROP DATABASE IF EXISTS tarvex_a", u"DROP DATABASE IF EXISTS tarvex_b",
+          u"CREATE DATABASE tarvex_b", u"CREATE DATABASE tarvex_a"})
+        session.ExecDirect(sql, nullptr);
     session.Close();
     CSortedIndirectArray<CString> names;
     CString connection = ConnectionString();
