@@ -47,8 +47,9 @@ void CODBCStatement::AssertIsClosed() {
 }
 
 void CODBCStatement::Prepare() {
-    ThrowIfFailed(SQLPrepareW(m_hStmt, text.GetBuffer(), SQL_NTS), text);
+    const short rc = SQLPrepareW(m_hStmt, text.GetBuffer(), SQL_NTS);
     text.ReleaseBuffer();
+    ThrowIfFailed(rc, text);
     prepared = true;
 }
 

@@ -265,6 +265,16 @@ TEST(Converter, TimestampsIntegersAndStatuses) {
     EXPECT_EQ(CODBCDataConverter::ToString(-8, eOdbcStatusValue, text, 3), u"abc");
     EXPECT_EQ(CODBCDataConverter::ToString(-8, eOdbcStatusValue, text, 0), u"");
     EXPECT_EQ(CODBCDataConverter::ToString(-8, eOdbcStatusValue, text, -1), u"abcdef");
+    // Text from any object offering ISequentialStream, in blocks of 4096 bytes.
+    const CString longText = RepeatText(u"абв", 3000);
+    std::vector<unsigned char> utf16(reinterpret_cast<const unsigned char*>(longText.GetString()),
+                                     reinterpret_cast<const unsigned char*>(longText.GetString()) +
+                                         longText.GetLength() * 2);
+    CMemoryStream stream(utf16);
+    IUnknown* unknown = &stream;
+    CString read;
+    CODBCDataConverter::ReadString(&unknown, read);
+    EXPECT_TRUE(read == longText);
     const char ansi[] = "\xcf\xf0\xe8"; // "При" in code page 1251
     EXPECT_EQ(CODBCDataConverter::ToString(1, eOdbcStatusValue, ansi, 3), u"При");
 }

@@ -15,7 +15,8 @@ TEST_F(Session, EnvironmentIsSharedAndFreedWithTheLastSession) {
     EXPECT_EQ(CODBCSession::GetEnv(false), nullptr);
     {
         CODBCSession first, second;
-        Open(first);
+        first.Open(m_connection, elpSqlServer,
+                   CODBCSession::eOpenNoPrompt | CODBCSession::eOpenDriverCursors);
         void* env = CODBCSession::GetEnv(false);
         EXPECT_NE(env, nullptr);
         Open(second);
