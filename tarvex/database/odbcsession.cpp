@@ -10,8 +10,8 @@
 namespace {
 
 // The one environment of the process and the count of its users. The
-// section is ready from static initialisation on.
-CRITICAL_SECTION g_envSection;
+// section is ready before any dynamic initialiser runs.
+constinit CRITICAL_SECTION g_envSection;
 SQLHENV g_hEnv = SQL_NULL_HENV;
 std::int64_t g_nConnectionsAllocated = 0;
 

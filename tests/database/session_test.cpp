@@ -178,6 +178,10 @@ TEST_F(Session, ClosingInsideATransactionReleasesEverythingThenThrows) {
 TEST_F(Session, IsDeadAsEachPlatformAsksIt) {
     CODBCSession none;
     EXPECT_TRUE(none.IsDead()); // no handle: no ODBC call at all
+    // Calls on a session without a connection fail cleanly.
+    EXPECT_THROW(none.ExecDirect(u"SELECT 1", nullptr), CODBCException);
+    EXPECT_THROW(none.StartTransaction(0), CODBCException);
+    EXPECT_THROW(none.Commit(), CODBCException);
 
     CODBCSession sqlServerWay;
     Open(sqlServerWay, elpSqlServer);
