@@ -25,7 +25,7 @@ void Convert(const std::uint8_t* data, std::size_t size) {
     alignas(8) unsigned char buffer[66] = {};
     std::memcpy(buffer, data + 1, std::min<std::size_t>(size - 1, 64));
     try {
-        CODBCDataConverter::ToString(cType, status, buffer, std::int64_t(size % 40) - 5);
+        CODBCDataConverter::ToString(cType, status, buffer, std::int64_t(size % 38) - 5);
     } catch (const CODBCException&) {
     }
     try {

@@ -18,7 +18,8 @@ public:
     static std::int32_t ToInt32(short cType, ODBCStatus status, const void* buffer);
     static double ToDouble(short cType, ODBCStatus status, const void* buffer);
     // `length` counts characters for wide text (bytes for narrow): above 0
-    // that many, 0 none, below 0 up to the terminator.
+    // that many, 0 none, below 0 up to the terminator. The caller keeps it
+    // within the buffer, as the command does with the driver's length.
     static CString ToString(short cType, ODBCStatus status, const void* buffer,
                             std::int64_t length = -1);
     // False, with a zero GUID, for NULL.
