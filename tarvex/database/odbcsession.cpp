@@ -257,7 +257,8 @@ void CODBCSession::GetDatabases(CSortedIndirectArray<CString>& out, CString& con
                      u"SQL_ATTR_CONNECTION_TIMEOUT");
         SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
                      u"SQL_COPT_SS_BROWSE_CONNECT");
-        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_NTS, u"SQL_COPT_SS_BROWSE_SERVER");
+        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_IS_POINTER,
+                     u"SQL_COPT_SS_BROWSE_SERVER");
         SetAttribute(SQL_COPT_SS_BROWSE_CACHE_DATA, reinterpret_cast<SQLPOINTER>(1),
                      SQL_IS_UINTEGER, u"SQL_COPT_SS_BROWSE_CACHE_DATA");
         CString input(connectionString);
@@ -325,7 +326,8 @@ void CODBCSession::GetServers(CSortedIndirectArray<CString>& out, const char16_t
                      u"SQL_ATTR_CONNECTION_TIMEOUT");
         SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
                      u"SQL_COPT_SS_BROWSE_CONNECT");
-        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_NTS, u"SQL_COPT_SS_BROWSE_SERVER");
+        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_IS_POINTER,
+                     u"SQL_COPT_SS_BROWSE_SERVER");
         SetAttribute(SQL_COPT_SS_BROWSE_CACHE_DATA, reinterpret_cast<SQLPOINTER>(1),
                      SQL_IS_UINTEGER, u"SQL_COPT_SS_BROWSE_CACHE_DATA");
         CString input(connectionText);
