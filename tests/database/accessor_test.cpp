@@ -213,6 +213,11 @@ TEST_F(Accessor, ParameterErrorsHaveTheirExactTexts) {
     accessor.AddParameter(4, 1, 4);
     EXPECT_EQ(MessageOf([&] { accessor.SetParameter(1, COleVariant(u"abc")); }),
               "Ошибка преобразования типа");
+    // A copy has buffers of its own.
+    CODBCDynamicAccessor copy(accessor);
+    ASSERT_EQ(copy.GetParameterCount(), 2);
+    EXPECT_NE(copy.GetParameter(0)->buffer, accessor.GetParameter(0)->buffer);
+    EXPECT_EQ(std::memcmp(copy.GetParameter(0)->buffer, u"1234", 8), 0);
     accessor.AddParameter(99, 1, 4);
     EXPECT_EQ(MessageOf([&] { accessor.SetParameter(2, COleVariant(1.0)); }),
               "Неподдерживаемый тип параметра");

@@ -96,6 +96,17 @@ TEST_F(Postgres, CyrillicLongTextAndBlobsRoundTrip) {
     EXPECT_TRUE(read.GetLength(read, 3, &length));
     ASSERT_EQ(length, std::int64_t(bytes.size()));
     EXPECT_EQ(std::memcmp(read.GetColumn(3)->buffer, bytes.data(), bytes.size()), 0);
+
+    // A query with parameters is prepared first on this driver: its columns
+    // are described before it runs.
+    CODBCDynamicCommand query;
+    query.AddParamWithValue(u"Щука");
+    query.Open(session, u"SELECT id, length(body) FROM t WHERE name = ?");
+    EXPECT_TRUE(query.IsPrepared());
+    ASSERT_TRUE(query.MoveNext());
+    EXPECT_EQ(query.GetString(1), u"2");
+    EXPECT_EQ(Narrow(query.GetString(2)), std::to_string(body.GetLength()));
+    EXPECT_FALSE(query.MoveNext());
 }
 
 // A blob sent through the caller's stream and read back through the driver's.
