@@ -538,13 +538,13 @@ void CODBCDynamicAccessor::SetParameter(unsigned short index, const COleVariant&
     TIMESTAMP_STRUCT stamp{};
     switch (p.cType) {
     case SQL_C_WCHAR:
-        if (FAILED(converted.ChangeType(VT_BSTR, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_BSTR)))
             ThrowParam(u"Ошибка преобразования типа");
         bytes = converted.bstrVal;
         size = std::int64_t(SysStringLen(converted.bstrVal)) * 2;
         break;
     case SQL_C_TINYINT:
-        if (FAILED(converted.ChangeType(VT_I1, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_I1)))
             ThrowParam(u"Ошибка преобразования типа");
         bytes = &converted.cVal;
         size = 1;
@@ -553,19 +553,19 @@ void CODBCDynamicAccessor::SetParameter(unsigned short index, const COleVariant&
         if (!ArrayBytes(value, bytes, size)) ThrowParam(u"Ошибка преобразования типа");
         break;
     case SQL_C_LONG:
-        if (FAILED(converted.ChangeType(VT_I4, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_I4)))
             ThrowParam(u"Ошибка преобразования типа");
         bytes = &converted.lVal;
         size = 4;
         break;
     case SQL_C_SHORT:
-        if (FAILED(converted.ChangeType(VT_I2, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_I2)))
             ThrowParam(u"Ошибка преобразования типа");
         bytes = &converted.iVal;
         size = 2;
         break;
     case SQL_C_DOUBLE:
-        if (FAILED(converted.ChangeType(VT_R8, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_R8)))
             ThrowParam(u"Ошибка преобразования типа");
         bytes = &converted.dblVal;
         size = 8;
@@ -573,7 +573,7 @@ void CODBCDynamicAccessor::SetParameter(unsigned short index, const COleVariant&
     case SQL_C_TIMESTAMP: {
         // The date travels as the timestamp record the parameter is bound as,
         // not as the 8 bytes of its double.
-        if (FAILED(converted.ChangeType(VT_DATE, const_cast<COleVariant*>(&value))))
+        if (FAILED(VariantChangeType(&converted, &value, 0, VT_DATE)))
             ThrowParam(u"Ошибка преобразования типа");
         SYSTEMTIME time{};
         if (!VariantTimeToSystemTime(converted.date, &time))

@@ -1,23 +1,24 @@
 #include "tarvex/database/odbcaccessorbase.h"
 
+#include <type_traits>
+
 #include "tarvex/database/odbc_internal.h"
 #include "tarvex/database/odbcexception.h"
+
+static_assert(std::is_same_v<SQLLEN, std::int64_t>, "indicators pass to ODBC as they are");
 
 void CODBCAccessorBase::BindParameter(void* hStmt, short number, short ioType, short cType,
                                       short sqlType, std::uint64_t columnSize, short decimalDigits,
                                       void* buffer, std::int64_t bufferSize,
                                       std::int64_t* indicator) {
-    static_assert(sizeof(SQLLEN) == sizeof(std::int64_t));
-    const SQLRETURN rc =
-        SQLBindParameter(hStmt, number, ioType, cType, sqlType, columnSize, decimalDigits, buffer,
-                         bufferSize, reinterpret_cast<SQLLEN*>(indicator));
+    const SQLRETURN rc = SQLBindParameter(hStmt, number, ioType, cType, sqlType, columnSize,
+                                          decimalDigits, buffer, bufferSize, indicator);
     if (!SqlSucceeded(rc)) throw CODBCException(hStmt, SQL_HANDLE_STMT, u"Bind Parameter");
 }
 
 void CODBCAccessorBase::BindColumn(void* hStmt, short number, short cType, void* buffer,
                                    std::int64_t bufferSize, std::int64_t* indicator) {
-    const SQLRETURN rc =
-        SQLBindCol(hStmt, number, cType, buffer, bufferSize, reinterpret_cast<SQLLEN*>(indicator));
+    const SQLRETURN rc = SQLBindCol(hStmt, number, cType, buffer, bufferSize, indicator);
     if (!SqlSucceeded(rc)) throw CODBCException(hStmt, SQL_HANDLE_STMT, u"Bind Column");
 }
 
