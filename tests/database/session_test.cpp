@@ -79,15 +79,21 @@ TEST_F(Session, ConnectFailureCarriesTheDriverManagerDiagnostics) {
 }
 
 TEST_F(Session, WithoutWindowsAPromptIsRefusedAndLeavesNothingOpen) {
-    // No window can parent a prompt here: the driver manager answers the
-    // request for one, whatever it decides, without a dialogue.
+    // No window can parent a prompt here, and unixODBC refuses a prompt
+    // without one (S1092) before any driver is asked: the cancel a prompt
+    // could give never comes.
     CODBCSession session;
     try {
-        session.Open(u"DSN=NoSuchSource;", elpSqlServer, CODBCSession::eOpenPrompt);
-    } catch (const CODBCException&) {
+        session.Open(m_connection, elpSqlServer, CODBCSession::eOpenPrompt);
+        FAIL() << "no exception";
+    } catch (const CODBCException& e) {
+        EXPECT_STREQ(Narrow(CString(e.GetSQLState())).c_str(), "S1092");
     }
     EXPECT_FALSE(session.IsOpen());
     EXPECT_EQ(CODBCSession::GetEnvRefCount(), 0);
+    // Completing a full connection string needs no prompt.
+    session.Open(m_connection, elpSqlServer, 0);
+    EXPECT_TRUE(session.IsOpen());
 }
 
 TEST_F(Session, BadStatementMessageEndsWithStateAndStatement) {
