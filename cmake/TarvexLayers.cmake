@@ -105,10 +105,17 @@ function(tarvex_library)
         target_include_directories(tarvex PUBLIC $<BUILD_INTERFACE:${TARVEX_LAYER_ROOT}/${layer}>)
     endforeach()
     target_compile_features(tarvex PUBLIC cxx_std_20)
+    # System libraries by plain name, so that a static library's consumers
+    # (CMake package or pkg-config) link them too.
     get_property(libs GLOBAL PROPERTY TARVEX_LIBS)
+    set(TARVEX_PC_LIBS_PRIVATE "")
     if(libs)
         list(REMOVE_DUPLICATES libs)
         target_link_libraries(tarvex PRIVATE ${libs})
+        foreach(lib IN LISTS libs)
+            string(APPEND TARVEX_PC_LIBS_PRIVATE " -l${lib}")
+        endforeach()
+        string(STRIP "${TARVEX_PC_LIBS_PRIVATE}" TARVEX_PC_LIBS_PRIVATE)
     endif()
 
     install(TARGETS tarvex EXPORT TarvexTargets

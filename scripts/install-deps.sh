@@ -8,6 +8,7 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     duktape-dev
     libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
+    unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
 )
 
 missing=()
