@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
+    libxml2-utils libpugixml-dev rapidjson-dev
 )
 
 missing=()

@@ -95,7 +95,8 @@ private:
 class CBinaryInStream {
 public:
     explicit CBinaryInStream(const CTXByteBuffer* source);
-    CBinaryInStream(const void* data, std::uint64_t size) : data(static_cast<const char*>(data)), size(size) {}
+    CBinaryInStream(const void* data, std::uint64_t size)
+        : data(static_cast<const char*>(data)), size(size) {}
     virtual ~CBinaryInStream() = default;
 
     CBinaryInStream& operator>>(char& v) { return Read(&v, sizeof v), *this; }

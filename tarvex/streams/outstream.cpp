@@ -187,9 +187,14 @@ COutStream& COutStream::operator<<(double value) {
 }
 
 void COutStream::writeMarkup(const char* ascii, unsigned int length) {
-    char16_t wide[16];
-    for (unsigned int i = 0; i < length && i < 16; ++i) wide[i] = static_cast<unsigned char>(ascii[i]);
-    writeText(wide, length < 16 ? length : 16, false);
+    char16_t wide[32];
+    while (length > 0) {
+        unsigned int take = length < 32 ? length : 32;
+        for (unsigned int i = 0; i < take; ++i) wide[i] = static_cast<unsigned char>(ascii[i]);
+        writeText(wide, take, false);
+        ascii += take;
+        length -= take;
+    }
 }
 
 void COutStream::writeCData(const char16_t* text, int length) {
@@ -208,7 +213,8 @@ void COutStream::writeCDataBase64(const void* data, std::uint64_t size) {
     case eEncodingAnsi:
     case eEncodingUTF8:
         for (std::size_t at = 0; at < length; at += 1u << 30)
-            writeBytes(code.data() + at, static_cast<unsigned int>(std::min<std::size_t>(length - at, 1u << 30)));
+            writeBytes(code.data() + at,
+                       static_cast<unsigned int>(std::min<std::size_t>(length - at, 1u << 30)));
         break;
     case eEncodingUnicode: {
         // The widening is given the size of the data, not of the code.
@@ -247,11 +253,12 @@ CFileOutStream::CFileOutStream(const char16_t* path, EStreamEncoding encoding)
     fd = ::mkstemp(temporary.data());
     if (fd < 0) ThrowFile(u"Не удалось создать файл", this->path, __PRETTY_FUNCTION__, __LINE__);
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-    ::fchmod(fd, 0666 & ~[] {
-        mode_t mask = ::umask(0);
-        ::umask(mask);
-        return mask;
-    }());
+    ::fchmod(
+        fd, 0666 & ~[] {
+            mode_t mask = ::umask(0);
+            ::umask(mask);
+            return mask;
+        }());
     buffer = static_cast<char*>(std::malloc(kFileBuffer));
     if (buffer == nullptr) {
         Discard();

@@ -161,15 +161,32 @@ bool CJsonInStream::ParseString(std::u16string& text) {
         // A backslash.
         char16_t escaped = *cursor;
         switch (escaped) {
-        case 0: return false;
-        case u'"': text.push_back(u'"'); break;
-        case u'/': text.push_back(u'/'); break;
-        case u'\\': text.push_back(u'\\'); break;
-        case u'b': text.push_back(8); break;
-        case u'f': text.push_back(12); break;
-        case u'n': text.push_back(10); break;
-        case u'r': text.push_back(13); break;
-        case u't': text.push_back(9); break;
+        case 0:
+            return false;
+        case u'"':
+            text.push_back(u'"');
+            break;
+        case u'/':
+            text.push_back(u'/');
+            break;
+        case u'\\':
+            text.push_back(u'\\');
+            break;
+        case u'b':
+            text.push_back(8);
+            break;
+        case u'f':
+            text.push_back(12);
+            break;
+        case u'n':
+            text.push_back(10);
+            break;
+        case u'r':
+            text.push_back(13);
+            break;
+        case u't':
+            text.push_back(9);
+            break;
         case u'u': {
             unsigned int code = 0;
             for (int i = 1; i <= 4; ++i) {
@@ -181,7 +198,8 @@ bool CJsonInStream::ParseString(std::u16string& text) {
             cursor += 4;
             break;
         }
-        default: break; // dropped, with its backslash
+        default:
+            break; // dropped, with its backslash
         }
         ++cursor;
     }

@@ -34,14 +34,29 @@ void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length) {
         if ((ch & 0xFF) < 32 || ch == u'"' || ch == u'\\') {
             out.push_back(u'\\');
             switch (ch) {
-            case 8: out.push_back(u'b'); break;
-            case 9: out.push_back(u't'); break;
-            case 10: out.push_back(u'n'); break;
-            case 12: out.push_back(u'f'); break;
-            case 13: out.push_back(u'r'); break;
-            case u'"': out.push_back(u'"'); break;
-            case u'\\': out.push_back(u'\\'); break;
-            default: break; // the lone backslash stays: see the header
+            case 8:
+                out.push_back(u'b');
+                break;
+            case 9:
+                out.push_back(u't');
+                break;
+            case 10:
+                out.push_back(u'n');
+                break;
+            case 12:
+                out.push_back(u'f');
+                break;
+            case 13:
+                out.push_back(u'r');
+                break;
+            case u'"':
+                out.push_back(u'"');
+                break;
+            case u'\\':
+                out.push_back(u'\\');
+                break;
+            default:
+                break; // the lone backslash stays: see the header
             }
         } else {
             out.push_back(ch);
@@ -55,9 +70,15 @@ namespace {
 void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level) {
     Head(out, node.key, level);
     switch (node.GetType()) {
-    case CJsonNode::eNull: out.append(u"null"); break;
-    case CJsonNode::eTrue: out.append(u"true"); break;
-    case CJsonNode::eFalse: out.append(u"false"); break;
+    case CJsonNode::eNull:
+        out.append(u"null");
+        break;
+    case CJsonNode::eTrue:
+        out.append(u"true");
+        break;
+    case CJsonNode::eFalse:
+        out.append(u"false");
+        break;
     case CJsonNode::eString: {
         const auto& text = static_cast<const CJsonNodeString&>(node).value;
         JsonQuote(out, text.data(), text.size());
@@ -70,7 +91,8 @@ void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level
         out.append(digits, digits + (n > 0 ? n : 0));
         break;
     }
-    default: break;
+    default:
+        break;
     }
 }
 

@@ -166,8 +166,8 @@ bool CXMLFileInStream::At(const char* text, std::uint32_t size) const {
 
 void CXMLFileInStream::SkipComment() {
     while (length - pos >= 5 && At("<!--", 4)) {
-        const char* end = static_cast<const char*>(
-            memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
+        const char* end =
+            static_cast<const char*>(memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
         pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
         SkipBlanks();
     }
@@ -347,7 +347,8 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char termi
         std::uint32_t start = pos;
         while (pos < length) {
             unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-            if (byte >= 0x80 || byte == '&' || byte == '<' || byte == static_cast<unsigned char>(terminator))
+            if (byte >= 0x80 || byte == '&' || byte == '<' ||
+                byte == static_cast<unsigned char>(terminator))
                 break;
             ++pos;
         }
