@@ -215,6 +215,9 @@ TEST(XmlReader, SkipStepsOneByteAfterEveryTag) {
     ASSERT_EQ(in.ReadTag(name, attrs), S::eReadOpen);
     // The empty <Foo/> counts as an opening, so it takes two closings.
     EXPECT_EQ(in.Skip(u"Foo"), S::eReadError);
+    // The cursor stays within the data after a skip that ran off the end.
+    EXPECT_EQ(in.ReadTag(name, attrs), S::eReadError);
+    EXPECT_EQ(in.ReadParameter(value, u"r"), S::eReadError);
 
     std::string ok = std::string(kDecl) + "<r><Foo> <Bar>x</Bar> </Foo> <Next>v</Next></r>";
     ASSERT_EQ(in.Open(ok.data(), int(ok.size())), 1);

@@ -161,11 +161,11 @@ int CXMLFileInStream::OpenXML(const tagVARIANT& source) {
 }
 
 bool CXMLFileInStream::At(const char* text, std::uint32_t size) const {
-    return length - pos >= size && std::memcmp(buffer + pos, text, size) == 0;
+    return pos <= length && length - pos >= size && std::memcmp(buffer + pos, text, size) == 0;
 }
 
 void CXMLFileInStream::SkipComment() {
-    while (length - pos >= 5 && At("<!--", 4)) {
+    while (pos < length && length - pos >= 5 && At("<!--", 4)) {
         const char* end =
             static_cast<const char*>(memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
         pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
@@ -426,8 +426,9 @@ CXMLInStream::eReadStatus CXMLFileInStream::Skip(const char16_t* tagName) {
                 }
             }
         }
-        // One byte further after every step, a tag included.
-        ++pos;
+        // One byte further after every step, a tag included (but never past
+        // the end, where a failed read may have left the cursor).
+        if (pos < length) ++pos;
     }
     return eReadError;
 }
