@@ -165,7 +165,8 @@ bool CXMLFileInStream::At(const char* text, std::uint32_t size) const {
 }
 
 void CXMLFileInStream::SkipComment() {
-    while (pos < length && length - pos >= 5 && At("<!--", 4)) {
+    while (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!' &&
+           At("<!--", 4)) {
         const char* end =
             static_cast<const char*>(memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
         pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
@@ -239,10 +240,11 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
         SkipSpace();
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
-        CString value;
-        if (ReadValue(value, '"') == eReadError) return eReadError;
-        Widen(tokenBuffer, scratchName);
-        attrs.AddAttr(scratchName, value);
+        if (ReadValueRaw('"') == eReadError) return eReadError;
+        nameWide.resize(tokenBuffer.size());
+        for (std::size_t i = 0; i < tokenBuffer.size(); ++i)
+            nameWide[i] = FromAnsi(static_cast<unsigned char>(tokenBuffer[i]));
+        attrs.AddAttr(std::u16string_view(nameWide), std::u16string_view(valueBuffer));
     }
 }
 
@@ -340,6 +342,12 @@ bool CXMLFileInStream::AppendUtf8() {
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char terminator) {
+    eReadStatus status = ReadValueRaw(terminator);
+    value = CString(std::u16string_view(valueBuffer));
+    return status;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
     valueBuffer.clear();
     eReadStatus status = eReadOpen;
     while (pos < length) {
@@ -367,7 +375,7 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char termi
             }
             if (IsCDataAppeared()) {
                 pos += 9;
-                return ReadCDATA(value);
+                return ReadCDATA();
             }
             break; // the cursor stays on '<'
         }
@@ -381,11 +389,10 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char termi
             break;
         }
     }
-    value = CString(std::u16string_view(valueBuffer));
     return status;
 }
 
-CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA(CString& value) {
+CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA() {
     std::uint32_t start = pos;
     const char* end = static_cast<const char*>(memmem(buffer + pos, length - pos, "]]>", 3));
     if (end == nullptr || std::memchr(buffer + start, 0, end - (buffer + start)) != nullptr) {
@@ -393,12 +400,12 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA(CString& value) {
         return eReadError;
     }
     std::string_view bytes(buffer + start, static_cast<std::size_t>(end - (buffer + start)));
+    valueBuffer.clear();
     if (utf8) {
-        value = tarvex::FromUtf8(bytes);
+        CString text = tarvex::FromUtf8(bytes);
+        valueBuffer.assign(text.View());
     } else {
-        valueBuffer.clear();
         for (char byte : bytes) AppendByte(static_cast<unsigned char>(byte));
-        value = CString(std::u16string_view(valueBuffer));
     }
     pos = static_cast<std::uint32_t>(end - buffer) + 3;
     SkipSpace();
