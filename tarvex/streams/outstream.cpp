@@ -112,6 +112,29 @@ void COutStream::writeText(const char16_t* text, std::uint64_t count, bool escap
     unsigned int used = 0;
     const bool unicode = encoding == eEncodingUnicode;
     const bool utf8 = encoding == eEncodingUTF8;
+    if (utf8) {
+        // The common case on its own loop: UTF-8, mostly ASCII.
+        for (std::uint64_t i = 0; i < count; ++i) {
+            char16_t ch = text[i];
+            if (ch >= 0x80) {
+                used += Utf8Unit(ch, scratch + used);
+            } else if (escape && ch <= u'>' &&
+                       (ch == u'&' || ch == u'<' || ch == u'>' || (ch == u'"' && cvtQuota))) {
+                unsigned int entityLength = 0;
+                const char* entity = Entity(ch, cvtQuota, entityLength);
+                std::memcpy(scratch + used, entity, entityLength);
+                used += entityLength;
+            } else {
+                scratch[used++] = static_cast<char>(ch);
+            }
+            if (used >= kScratch) {
+                writeBytes(scratch, used);
+                used = 0;
+            }
+        }
+        if (used != 0) writeBytes(scratch, used);
+        return;
+    }
     for (std::uint64_t i = 0; i < count; ++i) {
         char16_t ch = text[i];
         // '"' is 34, '&' 38, '<' 60, '>' 62: one test keeps most ASCII on

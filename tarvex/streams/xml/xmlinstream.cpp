@@ -360,7 +360,13 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
                 break;
             ++pos;
         }
-        if (pos != start) valueBuffer.append(buffer + start, buffer + pos);
+        if (pos != start) {
+            std::size_t old = valueBuffer.size();
+            valueBuffer.resize(old + (pos - start));
+            char16_t* out = valueBuffer.data() + old;
+            for (std::uint32_t i = start; i < pos; ++i)
+                *out++ = static_cast<unsigned char>(buffer[i]);
+        }
         if (pos >= length) break;
         unsigned char byte = static_cast<unsigned char>(buffer[pos]);
         if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
@@ -381,6 +387,13 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
         }
         if (byte == '&') {
             AppendEntity();
+        } else if (utf8 && (byte & 0xE0) == 0xC0 && pos + 1 < length) {
+            // Two-byte sequences (Cyrillic text) in a run of their own.
+            do {
+                valueBuffer.push_back(
+                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F)));
+                pos += 2;
+            } while (pos + 1 < length && (buffer[pos] & 0xE0) == 0xC0);
         } else if (!utf8) {
             AppendByte(byte);
             ++pos;
