@@ -31,6 +31,20 @@ inline char16_t FromAnsi(unsigned char byte) {
     return byte < 0x80 ? byte : table.high[byte - 0x80];
 }
 
+// Bytes that end a plain run of a value: '&', '<', any byte with the top
+// bit set, and the terminator ('"' in attributes, '<' in element text).
+struct StopTable {
+    bool quote[256] = {};
+    bool text[256] = {};
+    constexpr StopTable() {
+        for (int b = 0x80; b < 256; ++b) quote[b] = text[b] = true;
+        quote['&'] = text['&'] = true;
+        quote['<'] = text['<'] = true;
+        quote['"'] = true;
+    }
+};
+constexpr StopTable kStop;
+
 inline bool IsNameByte(unsigned char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
            (byte >= '0' && byte <= '9') || byte == '_' || byte == ':';
@@ -176,7 +190,9 @@ void CXMLFileInStream::SkipComment() {
 
 void CXMLFileInStream::SkipSpace() {
     SkipBlanks();
-    SkipComment();
+    // Comments are rare: the call is made only when one may start here.
+    if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
+        SkipComment();
 }
 
 void CXMLFileInStream::ReadToken(std::string& token) {
@@ -353,12 +369,19 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
     while (pos < length) {
         // Plain ASCII runs go in one step.
         std::uint32_t start = pos;
-        while (pos < length) {
-            unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-            if (byte >= 0x80 || byte == '&' || byte == '<' ||
-                byte == static_cast<unsigned char>(terminator))
-                break;
-            ++pos;
+        if (terminator == '"' || terminator == '<') {
+            // The buffer ends in a zero byte, which does not stop the run:
+            // the length bounds it.
+            const bool* stop = terminator == '"' ? kStop.quote : kStop.text;
+            while (pos < length && !stop[static_cast<unsigned char>(buffer[pos])]) ++pos;
+        } else {
+            while (pos < length) {
+                unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+                if (byte >= 0x80 || byte == '&' || byte == '<' ||
+                    byte == static_cast<unsigned char>(terminator))
+                    break;
+                ++pos;
+            }
         }
         if (pos != start) {
             std::size_t old = valueBuffer.size();
