@@ -9,6 +9,7 @@ packages=(
     duktape-dev
     libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
     unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
+    libxml2-utils libpugixml-dev
 )
 
 missing=()

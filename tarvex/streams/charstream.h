@@ -61,7 +61,7 @@ public:
     CBinaryOutStream& operator<<(unsigned char v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(short v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(char16_t v) { return writeBytes(&v, sizeof v), *this; }
-    // The design's `int` and `long` are both this 4-byte form.
+    // `int` and the 32-bit `long` of stored formats share this 4-byte form.
     CBinaryOutStream& operator<<(std::int32_t v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(std::int64_t v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(float v) { return writeBytes(&v, sizeof v), *this; }
@@ -95,7 +95,8 @@ private:
 class CBinaryInStream {
 public:
     explicit CBinaryInStream(const CTXByteBuffer* source);
-    CBinaryInStream(const void* data, std::uint64_t size) : data(static_cast<const char*>(data)), size(size) {}
+    CBinaryInStream(const void* data, std::uint64_t size)
+        : data(static_cast<const char*>(data)), size(size) {}
     virtual ~CBinaryInStream() = default;
 
     CBinaryInStream& operator>>(char& v) { return Read(&v, sizeof v), *this; }

@@ -90,9 +90,9 @@ void CCSVFile::FlushLine() {
     } else {
         UINT page = encoding == 2 ? CP_UTF8 : encoding == 3 ? CP_OEMCP : CP_ACP;
         converted.resize(line.size() + 1);
-        int n = WideCharToMultiByte(page, 0, line.data(), static_cast<int>(line.size()),
-                                    converted.data(), static_cast<int>(converted.size()), "?",
-                                    nullptr);
+        int n =
+            WideCharToMultiByte(page, 0, line.data(), static_cast<int>(line.size()),
+                                converted.data(), static_cast<int>(converted.size()), "?", nullptr);
         bytes = converted.data();
         count = n > 0 ? static_cast<std::size_t>(n) : 0;
     }

@@ -6,8 +6,8 @@ void CXMLOutStreamBase::OLEDateTimeToStr(const COleDateTime& value, CString& tex
     text.Empty();
     SYSTEMTIME time;
     if (!value.GetAsSystemTime(time)) return;
-    text.Format(u"%4d-%02d-%02dT%02d:%02d:%02d", int(time.wYear), int(time.wMonth),
-                int(time.wDay), int(time.wHour), int(time.wMinute), int(time.wSecond));
+    text.Format(u"%4d-%02d-%02dT%02d:%02d:%02d", int(time.wYear), int(time.wMonth), int(time.wDay),
+                int(time.wHour), int(time.wMinute), int(time.wSecond));
 }
 
 CXMLOutStream::~CXMLOutStream() {

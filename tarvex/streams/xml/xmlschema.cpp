@@ -168,8 +168,7 @@ CXMLSchemaInStream::EReadResult CXMLSchemaInStream::Read(CString& name, CString&
         const CXMLSchemaMember* member = currentType->FindMember(name.View());
         if (member == nullptr) {
             // Not in the grammar: dropped with all it holds.
-            if (status == CXMLInStream::eReadOpen &&
-                stream->Skip(name) != CXMLInStream::eReadClose)
+            if (status == CXMLInStream::eReadOpen && stream->Skip(name) != CXMLInStream::eReadClose)
                 return eResultError;
             continue;
         }
@@ -178,7 +177,7 @@ CXMLSchemaInStream::EReadResult CXMLSchemaInStream::Read(CString& name, CString&
         case CXMLSchemaMember::eMemberValue:
             if (status == CXMLInStream::eReadEmpty) return eResultValue;
             return stream->ReadParameter(value, name) == CXMLInStream::eReadError ? eResultError
-                                                                                   : eResultValue;
+                                                                                  : eResultValue;
         case CXMLSchemaMember::eMemberObject:
             // An empty object looks like an empty value; the stack stays.
             if (status == CXMLInStream::eReadEmpty) return eResultValue;

@@ -157,6 +157,6 @@ public:
     int LoadFromXMLStream(CXMLSchemaInStream& stream);
 
 private:
-    static int CallOnXMLTag(void* context, CXMLSchemaInStream& stream, int id,
-                            const char16_t* name, const char16_t* value, CXMLAttrs& attrs);
+    static int CallOnXMLTag(void* context, CXMLSchemaInStream& stream, int id, const char16_t* name,
+                            const char16_t* value, CXMLAttrs& attrs);
 };
