@@ -31,6 +31,7 @@
 #include "tarvex/core/arraytemplate.h"
 #include "tarvex/core/containers.h"
 #include "tarvex/core/exceptions.h"
+#include "tarvex/core/formulamessages.h"
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/core/helpers.h"
 #include "tarvex/core/hostui.h"
@@ -66,3 +67,10 @@
 #include "tarvex/element/elementunmanaged.h"
 #include "tarvex/element/param.h"
 #include "tarvex/element/paramsowner.h"
+
+#include "tarvex/formula/compiler.h"
+#include "tarvex/formula/function.h"
+#include "tarvex/formula/functioncompiler.h"
+#include "tarvex/formula/objects/functionobjectbase.h"
+#include "tarvex/formula/syntaxerror.h"
+#include "tarvex/formula/variables.h"

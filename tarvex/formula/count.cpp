@@ -1,0 +1,381 @@
+// Count: one walk over the postfix list on the function's stack of
+// variants. Every token that pops operands clears their slots, so after a
+// successful walk only slot 0 holds anything and nothing else needs clearing.
+#include <cstring>
+
+#include "tarvex/core/stackroom.h"
+#include "tarvex/formula/function.h"
+#include "tarvex/platform/vartime.h"
+
+namespace {
+
+inline void PushCopy(VARIANT& slot, const VARIANT& value) {
+    // Numbers, booleans and dates are plain bits: no call, no allocation.
+    if (value.vt < VT_BSTR || value.vt == VT_BOOL)
+        slot = value;
+    else
+        VariantCopy(&slot, &value);
+}
+
+// Operands a token pops, for the tokens that run through CallFunction.
+int OperandsOf(const CFunction::CToken* t) {
+    const std::int64_t n = t->m_nArg;
+    switch (t->m_nTag) {
+    case CFunction::ttInstr:
+    case CFunction::ttSplit:
+    case CFunction::ttDotProduct:
+    case CFunction::ttDistance:
+    case CFunction::ttObjConstructor2:
+        return 2;
+    case CFunction::ttSubstr:
+    case CFunction::ttReplace:
+    case CFunction::ttWrap:
+    case CFunction::ttObjConstructor3:
+        return 3;
+    case CFunction::ttFormatList:
+        return 4;
+    case CFunction::ttFormat:
+    case CFunction::ttMin:
+    case CFunction::ttMax:
+        return n > 0 && n < 0x7FFFFFFF ? int(n) : 1;
+    case CFunction::ttToVector:
+        return n == 3 ? 3 : 1;
+    case CFunction::ttAngle:
+    case CFunction::ttScale:
+        return n == 3 ? 3 : 2;
+    case CFunction::ttSlope:
+        return n == 2 ? 2 : 1;
+    case CFunction::ttRotate:
+        return n == 3 || n == 4 ? int(n) : 2;
+    default:
+        return 1;
+    }
+}
+
+} // namespace
+
+bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
+    if (!m_Tokens.m_pFirst) {
+        VariantClear(&out);
+        return true;
+    }
+    if (m_pConstValue) {
+        VariantCopy(&out, m_pConstValue);
+        return true;
+    }
+    if (vars && IsSingleVar() && vars->GetVarsCount() == 1) {
+        VariantClear(&out);
+        return vars->GetVarValue(0, out) == 1;
+    }
+    ClearLocals();
+    if (!m_pStack) {
+        m_pStack = new VARIANT[kStackSize];
+        for (int i = 0; i < kStackSize; ++i) VariantInit(&m_pStack[i]);
+    }
+    try {
+        SubCount(vars, m_pStack, kStackSize, true);
+    } catch (...) {
+        VariantClear(&out);
+        for (int i = 0; i < kStackSize; ++i) VariantClear(&m_pStack[i]);
+        ClearLocals();
+        throw;
+    }
+    // The result moves out of slot 0, leaving it empty.
+    VariantClear(&out);
+    out = m_pStack[0];
+    VariantInit(&m_pStack[0]);
+    ClearLocals();
+    if (m_bConstant) {
+        m_pConstValue = new VARIANT;
+        VariantInit(m_pConstValue);
+        VariantCopy(m_pConstValue, &out);
+    }
+    return true;
+}
+
+bool CFunction::Count(CString& out, CVariablesContainerBase* vars) {
+    VARIANT value;
+    VariantInit(&value);
+    bool ok;
+    try {
+        ok = Count(value, vars);
+        out = AsString(value);
+    } catch (...) {
+        VariantClear(&value);
+        throw;
+    }
+    VariantClear(&value);
+    return ok;
+}
+
+void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int size,
+                     CVariablesContainerBase* vars) {
+    const int room = size - 1 - index;
+    if (room < 0) throw CSyntaxError(114u);
+    // Case bodies recurse at run time without using stack slots.
+    if (!tarvex::HasStackRoom()) throw CSyntaxError(115u);
+    VARIANT& selector = stack[index];
+    ConvertVariableToValue(selector);
+    for (std::int64_t i = 0; i < token->m_Cases.GetLength(); ++i) {
+        CCase* c = token->m_Cases[i];
+        bool taken = c->m_pWhen == nullptr;
+        if (!taken) {
+            c->m_pWhen->SubCount(vars, stack + index + 1, room, false);
+            taken = Compare(selector, stack[index + 1]) == 0;
+            VariantClear(&stack[index + 1]);
+        }
+        if (!taken) continue;
+        if (c->m_pResult) {
+            VariantClear(&selector);
+            c->m_pResult->SubCount(vars, stack + index, room, false);
+        }
+        return;
+    }
+}
+
+void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size, bool topLevel) {
+    const CToken* t = m_Tokens.m_pFirst;
+    if (!t) return;
+    switch (t->m_nTag) {
+    case ttConstant:
+    case ttNamedConstant:
+    case ttVariable:
+    case ttObject:
+    case ttApplication:
+    case ttHierarchy:
+    case ttItem:
+        break;
+    default:
+        throw CSyntaxError(150u);
+    }
+    int index = -1;
+    auto push = [&]() -> VARIANT& {
+        if (index + 2 >= size) throw CSyntaxError(115u);
+        return stack[++index];
+    };
+    auto need = [&](int n) {
+        if (index < n - 1) throw CSyntaxError(159u);
+    };
+    while (t) {
+        switch (t->m_nTag) {
+        case ttConstant:
+        case ttNamedConstant: {
+            VARIANT& slot = push();
+            if (const VARIANT* value = t->GetValue()) PushCopy(slot, *value);
+            break;
+        }
+        case ttVariable: {
+            VARIANT& slot = push();
+            if (!vars || vars->GetVarValue(t->m_nArg, slot) != 1) throw CSyntaxError(114u);
+            break;
+        }
+        case ttIncrement:
+        case ttDecrement:
+        case ttMultiply:
+        case ttDivide:
+        case ttModule:
+        case ttPower:
+        case ttConcat:
+        case ttSubtract:
+        case ttAnd:
+        case ttOr:
+        case ttXOr:
+        case ttEqual:
+        case ttNotEqual:
+        case ttLess:
+        case ttGreater:
+        case ttLessOrEqual:
+        case ttGreaterOrEqual:
+        case ttLike:
+        case ttAssign: {
+            need(2);
+            VARIANT& a = stack[index - 1];
+            VARIANT& b = stack[index];
+            if (t->m_nTag != ttAssign) {
+                if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
+                if (b.vt == VT_DISPATCH) ConvertVariableToValue(b);
+            }
+            switch (t->m_nTag) {
+            case ttIncrement:
+                Increment(a, b);
+                break;
+            case ttDecrement:
+                Decrement(a, b);
+                break;
+            case ttMultiply:
+                Multiply(a, b);
+                break;
+            case ttDivide:
+                Divide(a, b);
+                break;
+            case ttModule:
+                Module(a, b);
+                break;
+            case ttPower:
+                Power(a, b);
+                break;
+            case ttConcat:
+                Concat(a, b);
+                break;
+            case ttSubtract:
+                Subtract(a, b);
+                break;
+            case ttAnd:
+                And(a, b);
+                break;
+            case ttOr:
+                Or(a, b);
+                break;
+            case ttXOr:
+                XOr(a, b);
+                break;
+            case ttLike:
+                Like(a, b);
+                break;
+            case ttAssign:
+                Assing(a, b);
+                break;
+            default: {
+                const int order = Compare(a, b);
+                bool result = false;
+                switch (t->m_nTag) {
+                case ttEqual:
+                    result = order == 0;
+                    break;
+                case ttNotEqual:
+                    result = order != 0;
+                    break;
+                case ttLess:
+                    result = order < 0;
+                    break;
+                case ttGreater:
+                    result = order > 0;
+                    break;
+                case ttLessOrEqual:
+                    result = order <= 0;
+                    break;
+                default:
+                    result = order >= 0;
+                    break;
+                }
+                VariantClear(&a);
+                a.vt = VT_BOOL;
+                a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
+            }
+            }
+            VariantClear(&b);
+            --index;
+            break;
+        }
+        case ttSign:
+        case ttToInt:
+        case ttToReal:
+        case ttToString:
+        case ttSin:
+        case ttCos:
+        case ttTan:
+        case ttASin:
+        case ttACos:
+        case ttATan:
+        case ttDeg:
+        case ttRad:
+        case ttExp:
+        case ttLog:
+        case ttSqr:
+        case ttSqrt:
+        case ttAbs:
+        case ttNot:
+        case ttGSin:
+        case ttGCos:
+        case ttGTan: {
+            need(1);
+            VARIANT& a = stack[index];
+            if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
+            if (t->m_nTag == ttSign)
+                Sign(a);
+            else
+                NumericFunction(t->m_nTag, a);
+            break;
+        }
+        case ttIsSet:
+            need(1);
+            IsSet(stack[index]);
+            break;
+        case ttIf: {
+            need(1);
+            VARIANT& condition = stack[index];
+            if (condition.vt == VT_DISPATCH) ConvertVariableToValue(condition);
+            const bool taken = AsBool(condition);
+            VariantClear(&condition);
+            --index;
+            if (!taken) {
+                t = t->m_pJump;
+                if (!t) goto done;
+            }
+            t = t->m_pNext;
+            continue;
+        }
+        case ttTransition:
+            t = t->m_pJump;
+            if (!t) goto done;
+            t = t->m_pNext;
+            continue;
+        case ttStatementEnd:
+            if (!topLevel || index != 0)
+                throw CSyntaxError(u"Попытка открытия нового выражения (;) внутри существующего");
+            VariantClear(&stack[0]);
+            index = -1;
+            t = t->m_pNext;
+            continue;
+        case ttCase:
+            need(1);
+            Case(static_cast<CSelectCaseToken*>(const_cast<CToken*>(t)), stack, index, size, vars);
+            break;
+        case ttSubscript:
+            Item(stack, index, t);
+            break;
+        case ttMethod:
+        case ttProperty:
+            ComMethod(stack, index, t);
+            break;
+        case ttObject:
+            if (t->m_nArg)
+                SetCOMContextVariable(stack, index, size, false);
+            else
+                SetCOMContextVariable(stack, index, size, true);
+            break;
+        case ttApplication:
+            SetAppCOMContextVariable(stack, index, size);
+            break;
+        case ttHierarchy:
+            throw CSyntaxError(161u);
+        case ttItem: {
+            VARIANT& slot = push();
+            if (m_pCurrentItem) VariantCopy(&slot, m_pCurrentItem);
+            break;
+        }
+        case ttUnused96:
+        case ttUnused97:
+            break;
+        default:
+            if (t->m_nTag >= ttExists && t->m_nTag <= ttStrMax) throw CSyntaxError(113u);
+            if (t->m_nTag == ttClpShortCode) throw CSyntaxError(113u);
+            {
+                const int n = OperandsOf(t);
+                need(n);
+                for (int i = 0; i < n; ++i) {
+                    VARIANT& a = stack[index - i];
+                    if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
+                }
+                CallFunction(t, stack + index - (n - 1), n);
+                for (int i = 1; i < n; ++i) VariantClear(&stack[index - i + 1]);
+                index -= n - 1;
+            }
+            break;
+        }
+        if (index < 0) throw CSyntaxError(159u);
+        t = t->m_pNext;
+    }
+done:
+    if (index >= 0 && stack[0].vt == VT_DISPATCH) ConvertVariableToValue(stack[0]);
+}
