@@ -273,6 +273,20 @@ public:
     static bool FormatDateTime(const double& date, CString& out);
     static bool UtcTimeToLocalTime(double& date);
 
+    // Text helpers of the language, also used by other subsystems.
+    static bool IsLike(const CString& text, const CString& mask);
+    // Type of the first conversion of a printf format: VT_I4, VT_R8,
+    // VT_BSTR, or VT_ERROR for none; `position` gets the conversion letter.
+    static VARTYPE GetFmtType(const char16_t* s, int length, int* position);
+    static bool IsNumber(const char16_t* s);
+    static bool IsNumber(CString& s);
+    static bool IsNumber(CString& s, bool& isReal);
+    static bool IsNumber(const char16_t* s, bool& isReal);
+    static bool IsNumber(const char16_t* s, bool& isReal, char16_t& separator, int& position);
+    static CString FormatList(const char16_t* list, const char16_t* delimiter, int sort,
+                              int compact, const char16_t* rangeJoiner, const char16_t* itemJoiner,
+                              int numSearch);
+
 private:
     friend class CFunctionCompiler;
 
