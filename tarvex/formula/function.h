@@ -119,7 +119,7 @@ public:
     static constexpr int kStackSize = 512;
     // Longest text an operation may build (code units). A formula that keeps
     // doubling a text stops here with an error instead of exhausting memory.
-    static constexpr int kMaxTextLength = 1 << 24;
+    static constexpr int kMaxTextLength = 1 << 22;
 
     class CToken : public CTarvexObject {
     public:

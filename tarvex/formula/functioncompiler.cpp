@@ -591,6 +591,9 @@ void CFunctionCompiler::ReadWord(int id, _tagCompilerContext& ctx) {
 void CFunctionCompiler::ReadFixedArguments(CFunction::TTag tag, int count,
                                            _tagCompilerContext& ctx) {
     if (ctx.operandReady) Error(109u);
+    // The arguments as one outer group, so that a pending sign waits for
+    // the whole call, as it does for `if`.
+    ctx.function->AddToken(CFunction::ttOpenGroup, *ctx.translation);
     ctx.function->AddToken(tag, *ctx.translation);
     Expect(kLeftBracket, 109u);
     for (int i = 0; i < count; ++i) {
@@ -598,12 +601,14 @@ void CFunctionCompiler::ReadFixedArguments(CFunction::TTag tag, int count,
         if (ending != (i + 1 < count ? eftComma : eftBracket)) Error(109u);
         ++m_nPosition;
     }
+    ctx.function->AddToken(CFunction::ttCloseGroup, *ctx.translation);
     ctx.operandReady = 1;
 }
 
 void CFunctionCompiler::ReadVariableArguments(int id, CFunction::TTag tag,
                                               _tagCompilerContext& ctx) {
     if (ctx.operandReady) Error(109u);
+    ctx.function->AddToken(CFunction::ttOpenGroup, *ctx.translation);
     CFunction::CToken* token = ctx.function->AddToken(tag, *ctx.translation);
     Expect(kLeftBracket, 109u);
     int count = 0;
@@ -646,6 +651,7 @@ void CFunctionCompiler::ReadVariableArguments(int id, CFunction::TTag tag,
     }
     if (!valid) Error(109u);
     ++m_nPosition;
+    ctx.function->AddToken(CFunction::ttCloseGroup, *ctx.translation);
     token->m_nArg = arg;
     ctx.operandReady = 1;
 }
