@@ -21,10 +21,22 @@ class AnyVariables : public CVariablesContainer {
 public:
     int GetVarValue(std::int64_t index, VARIANT& out) override {
         switch (index % 8) {
-        case 0: out.vt = VT_R8; out.dblVal = 2.5; return 1;
-        case 1: out.vt = VT_I4; out.lVal = -7; return 1;
-        case 2: out.vt = VT_BSTR; out.bstrVal = SysAllocString(u"a,b;1"); return 1;
-        case 3: out.vt = VT_BOOL; out.boolVal = VARIANT_TRUE; return 1;
+        case 0:
+            out.vt = VT_R8;
+            out.dblVal = 2.5;
+            return 1;
+        case 1:
+            out.vt = VT_I4;
+            out.lVal = -7;
+            return 1;
+        case 2:
+            out.vt = VT_BSTR;
+            out.bstrVal = SysAllocString(u"a,b;1");
+            return 1;
+        case 3:
+            out.vt = VT_BOOL;
+            out.boolVal = VARIANT_TRUE;
+            return 1;
         case 4: {
             SAFEARRAY* array = SafeArrayCreateVector(VT_R8, 0, 3);
             double values[3] = {1, 2, 3};
@@ -33,8 +45,12 @@ public:
             out.parray = array;
             return 1;
         }
-        case 5: return 0;
-        case 6: out.vt = VT_DATE; out.dblVal = 43831.5; return 1;
+        case 5:
+            return 0;
+        case 6:
+            out.vt = VT_DATE;
+            out.dblVal = 43831.5;
+            return 1;
         default: {
             SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, 2);
             for (LONG i = 0; i < 2; ++i) {
@@ -77,19 +93,55 @@ void Run(CFunctionCompiler& compiler, const char16_t* text) {
 }
 
 const char16_t* const kFunctions[] = {
-    u"sin", u"cos", u"tan", u"asin", u"acos", u"atan", u"log", u"exp", u"sqrt", u"int", u"real", u"sqr",
-    u"string", u"abs", u"length", u"ucase", u"lcase", u"deg", u"rad", u"gsin", u"gcos", u"gtan", u"isset",
-    u"plainText", u"normal", u"perp", u"totime", u"datestr", u"timestr", u"datetime", u"localdatetime",
-    u"instr", u"split", u"substr", u"replace", u"wrap", u"if", u"format", u"vector", u"angle", u"slope",
-    u"rotate", u"dotproduct", u"scale", u"distance", u"min", u"max", u"object", u"hierarchy", u"case",
-    u"formatList", u"clp_short_code", u"sum", u"not",
+    u"sin",       u"cos",      u"tan",           u"asin",
+    u"acos",      u"atan",     u"log",           u"exp",
+    u"sqrt",      u"int",      u"real",          u"sqr",
+    u"string",    u"abs",      u"length",        u"ucase",
+    u"lcase",     u"deg",      u"rad",           u"gsin",
+    u"gcos",      u"gtan",     u"isset",         u"plainText",
+    u"normal",    u"perp",     u"totime",        u"datestr",
+    u"timestr",   u"datetime", u"localdatetime", u"instr",
+    u"split",     u"substr",   u"replace",       u"wrap",
+    u"if",        u"format",   u"vector",        u"angle",
+    u"slope",     u"rotate",   u"dotproduct",    u"scale",
+    u"distance",  u"min",      u"max",           u"object",
+    u"hierarchy", u"case",     u"formatList",    u"clp_short_code",
+    u"sum",       u"not",
 };
 
 const char16_t* const kArguments[] = {
-    u"1", u"0", u"-1", u"2.5", u"1e300", u"0-2147483647-1", u"\"\"", u"\"abc\"", u"\"%d %s %%\"", u"\"%*d\"",
-    u"\"%999999999d\"", u"\"%s%s\"", u"\"a,,b,\"", u"\",\"", u"\"2020-01-02 03:04\"", u"\"1960-01-01 00:00\"",
-    u"vector(1,2,3)", u"vector(0,0,0)", u"true", u"ctime", u"x", u"y", u"z", u"w", u"split(\"a,b\", \",\")",
-    u"sortAsc", u"compactFull", u"numSrchBack", u"\"%\"", u"\"Ёж\"", u"rad(90)", u"pi",
+    u"1",
+    u"0",
+    u"-1",
+    u"2.5",
+    u"1e300",
+    u"0-2147483647-1",
+    u"\"\"",
+    u"\"abc\"",
+    u"\"%d %s %%\"",
+    u"\"%*d\"",
+    u"\"%999999999d\"",
+    u"\"%s%s\"",
+    u"\"a,,b,\"",
+    u"\",\"",
+    u"\"2020-01-02 03:04\"",
+    u"\"1960-01-01 00:00\"",
+    u"vector(1,2,3)",
+    u"vector(0,0,0)",
+    u"true",
+    u"ctime",
+    u"x",
+    u"y",
+    u"z",
+    u"w",
+    u"split(\"a,b\", \",\")",
+    u"sortAsc",
+    u"compactFull",
+    u"numSrchBack",
+    u"\"%\"",
+    u"\"Ёж\"",
+    u"rad(90)",
+    u"pi",
 };
 
 void CallEveryFunction(CFunctionCompiler& compiler, const std::uint8_t* data, std::size_t size) {

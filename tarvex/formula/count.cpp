@@ -1,6 +1,7 @@
 // Count: one walk over the postfix list on the function's stack of
 // variants. Every token that pops operands clears their slots, so after a
 // successful walk only slot 0 holds anything and nothing else needs clearing.
+#include <cmath>
 #include <cstring>
 
 #include "tarvex/core/stackroom.h"
@@ -8,6 +9,14 @@
 #include "tarvex/platform/vartime.h"
 
 namespace {
+
+// Plain values own nothing: clearing them is forgetting the type.
+inline void ClearSlot(VARIANT& v) {
+    if (v.vt < VT_BSTR || v.vt == VT_BOOL)
+        v.vt = VT_EMPTY;
+    else
+        VariantClear(&v);
+}
 
 inline void PushCopy(VARIANT& slot, const VARIANT& value) {
     // Numbers, booleans and dates are plain bits: no call, no allocation.
@@ -67,7 +76,7 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
         VariantClear(&out);
         return vars->GetVarValue(0, out) == 1;
     }
-    ClearLocals();
+    if (m_Locals.GetLength()) ClearLocals();
     if (!m_pStack) {
         m_pStack = new VARIANT[kStackSize];
         for (int i = 0; i < kStackSize; ++i) VariantInit(&m_pStack[i]);
@@ -81,10 +90,10 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
         throw;
     }
     // The result moves out of slot 0, leaving it empty.
-    VariantClear(&out);
+    ClearSlot(out);
     out = m_pStack[0];
-    VariantInit(&m_pStack[0]);
-    ClearLocals();
+    m_pStack[0].vt = VT_EMPTY;
+    if (m_Locals.GetLength()) ClearLocals();
     if (m_bConstant) {
         m_pConstValue = new VARIANT;
         VariantInit(m_pConstValue);
@@ -166,7 +175,12 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
         }
         case ttVariable: {
             VARIANT& slot = push();
-            if (!vars || vars->GetVarValue(t->m_nArg, slot) != 1) throw CSyntaxError(114u);
+            if (!vars) throw CSyntaxError(114u);
+            const VARIANT* direct = vars->DirectValue(t->m_nArg);
+            if (direct && (direct->vt == VT_R8 || direct->vt == VT_I4 || direct->vt == VT_BOOL))
+                slot = *direct;
+            else if (vars->GetVarValue(t->m_nArg, slot) != 1)
+                throw CSyntaxError(114u);
             break;
         }
         case ttIncrement:
@@ -191,6 +205,71 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             need(2);
             VARIANT& a = stack[index - 1];
             VARIANT& b = stack[index];
+            if (a.vt == VT_R8 && b.vt == VT_R8) {
+                // The common case of numeric formulas, without a call.
+                const double x = a.dblVal, y = b.dblVal;
+                bool done = true;
+                switch (t->m_nTag) {
+                case ttIncrement:
+                    a.dblVal = x + y;
+                    break;
+                case ttDecrement:
+                    a.dblVal = x - y;
+                    break;
+                case ttMultiply:
+                    a.dblVal = x * y;
+                    break;
+                case ttDivide:
+                    if (std::fabs(y) < 1e-12)
+                        done = false;
+                    else
+                        a.dblVal = x / y;
+                    break;
+                case ttEqual:
+                case ttNotEqual:
+                case ttLess:
+                case ttGreater:
+                case ttLessOrEqual:
+                case ttGreaterOrEqual: {
+                    // The order of CompareVariants: the sign of the difference,
+                    // NaN counting as greater.
+                    const double d = x - y;
+                    const int order = d < 0 ? -1 : d == 0 ? 0 : 1;
+                    bool result;
+                    switch (t->m_nTag) {
+                    case ttEqual:
+                        result = order == 0;
+                        break;
+                    case ttNotEqual:
+                        result = order != 0;
+                        break;
+                    case ttLess:
+                        result = order < 0;
+                        break;
+                    case ttGreater:
+                        result = order > 0;
+                        break;
+                    case ttLessOrEqual:
+                        result = order <= 0;
+                        break;
+                    default:
+                        result = order >= 0;
+                        break;
+                    }
+                    a.vt = VT_BOOL;
+                    a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
+                    break;
+                }
+                default:
+                    done = false;
+                    break;
+                }
+                if (done) {
+                    b.vt = VT_EMPTY;
+                    --index;
+                    break;
+                }
+            }
             if (t->m_nTag != ttAssign) {
                 if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
                 if (b.vt == VT_DISPATCH) ConvertVariableToValue(b);
@@ -263,7 +342,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
             }
             }
-            VariantClear(&b);
+            ClearSlot(b);
             --index;
             break;
         }

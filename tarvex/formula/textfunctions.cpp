@@ -265,9 +265,10 @@ void PrintPiece(const char16_t* piece, int length, const FormatValue& value, CSt
         const FormatValue& v = used ? zero : value;
         used = true;
         if (letter == u'n' || letter == u'p') continue;
-        std::string format = "%" + flags;
-        if (width >= 0) format += std::to_string(width);
-        if (precision >= 0) format += "." + std::to_string(precision);
+        std::string format(1, '%');
+        format.append(flags);
+        if (width >= 0) format.append(std::to_string(width));
+        if (precision >= 0) format.append(1, '.').append(std::to_string(precision));
         if (letter == u's' || letter == u'c' || letter == u'C') {
             CString text;
             if (letter == u's') {

@@ -89,6 +89,8 @@ CValueVariablesContainer::~CValueVariablesContainer() {
 void CValueVariablesContainer::Flush() {
     for (VARIANT& v : m_Values) VariantClear(&v);
     m_Values.clear();
+    m_pDirectValues = nullptr;
+    m_nDirectCount = 0;
     CVariablesContainer::Flush();
 }
 
@@ -100,6 +102,8 @@ std::int64_t CValueVariablesContainer::CreateVarIndex(const char16_t* name, unsi
         VariantInit(&empty);
         m_Values.push_back(empty);
     }
+    m_pDirectValues = m_Values.data();
+    m_nDirectCount = std::int64_t(m_Values.size());
     return index;
 }
 

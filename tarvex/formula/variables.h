@@ -29,6 +29,17 @@ public:
 
     // -1 gives VT_NULL, -2 VT_EMPTY, any other index the type stored there.
     unsigned short GetVarType(const char16_t* name);
+
+    // A container that keeps its values in a plain array may show it here;
+    // the evaluator then reads plain numbers without a call. Null otherwise.
+    const VARIANT* DirectValue(std::int64_t index) const {
+        return std::uint64_t(index) < std::uint64_t(m_nDirectCount) ? m_pDirectValues + index
+                                                                    : nullptr;
+    }
+
+protected:
+    const VARIANT* m_pDirectValues = nullptr;
+    std::int64_t m_nDirectCount = 0;
 };
 
 // Names keyed in upper case, a sorted view over an owning list in index
