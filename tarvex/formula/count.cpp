@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <unordered_map>
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
@@ -122,6 +123,21 @@ inline bool FastReal(CFunction::TTag tag, double& x) {
 
 } // namespace
 
+void CFunction::BuildProgram() {
+    m_Program.clear();
+    m_Jumps.clear();
+    std::unordered_map<const CToken*, int> where;
+    for (const CToken* t = m_Tokens.m_pFirst; t; t = t->m_pNext) {
+        where[t] = int(m_Program.size());
+        m_Program.push_back(t);
+    }
+    m_Jumps.reserve(m_Program.size());
+    for (const CToken* t : m_Program) {
+        auto found = t->m_pJump ? where.find(t->m_pJump) : where.end();
+        m_Jumps.push_back(found == where.end() ? -1 : found->second);
+    }
+}
+
 bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (!m_Tokens.m_pFirst) {
         VariantClear(&out);
@@ -202,8 +218,12 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
 }
 
 void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size, bool topLevel) {
-    const CToken* t = m_Tokens.m_pFirst;
-    if (!t) return;
+    if (!m_Tokens.m_pFirst) return;
+    if (m_Program.empty()) BuildProgram();
+    const CToken* const* program = m_Program.data();
+    const int count = int(m_Program.size());
+    int pc = 0;
+    const CToken* t = program[0];
     switch (t->m_nTag) {
     case ttConstant:
     case ttNamedConstant:
@@ -224,7 +244,8 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
     auto need = [&](int n) {
         if (index < n - 1) throw CSyntaxError(159u);
     };
-    while (t) {
+    while (pc < count) {
+        t = program[pc];
         // Plain numbers first: a constant, a container value, and the four
         // arithmetic operators on two reals, without the general dispatch.
         const TTag tag = t->m_nTag;
@@ -235,7 +256,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             if (value && (value->vt == VT_R8 || value->vt == VT_I4)) {
                 if (index + 2 >= size) throw CSyntaxError(115u);
                 stack[++index] = *value;
-                t = t->m_pNext;
+                ++pc;
                 continue;
             }
         } else if (tag >= ttIncrement && tag <= ttDivide && tag != ttSign && index >= 1) {
@@ -264,12 +285,12 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                     a.vt = VT_R8;
                     b.vt = VT_EMPTY;
                     --index;
-                    t = t->m_pNext;
+                    ++pc;
                     continue;
                 }
             }
         } else if (index >= 0 && stack[index].vt == VT_R8 && FastReal(tag, stack[index].dblVal)) {
-            t = t->m_pNext;
+            ++pc;
             continue;
         }
         switch (tag) {
@@ -545,23 +566,23 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             VariantClear(&condition);
             --index;
             if (!taken) {
-                t = t->m_pJump;
-                if (!t) goto done;
+                pc = m_Jumps[size_t(pc)];
+                if (pc < 0) goto done;
             }
-            t = t->m_pNext;
+            ++pc;
             continue;
         }
         case ttTransition:
-            t = t->m_pJump;
-            if (!t) goto done;
-            t = t->m_pNext;
+            pc = m_Jumps[size_t(pc)];
+            if (pc < 0) goto done;
+            ++pc;
             continue;
         case ttStatementEnd:
             if (!topLevel || index != 0)
                 throw CSyntaxError(u"Попытка открытия нового выражения (;) внутри существующего");
             VariantClear(&stack[0]);
             index = -1;
-            t = t->m_pNext;
+            ++pc;
             continue;
         case ttCase:
             need(1);
@@ -610,7 +631,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             break;
         }
         if (index < 0) throw CSyntaxError(159u);
-        t = t->m_pNext;
+        ++pc;
     }
 done:
     if (index >= 0 && stack[0].vt == VT_DISPATCH) ConvertVariableToValue(stack[0]);

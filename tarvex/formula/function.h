@@ -291,6 +291,7 @@ private:
     friend class CFunctionCompiler;
 
     void InsertToken(CToken* token, CTranslationContext& ctx);
+    void BuildProgram();
     void UpdateFlags(TTag tag);
     void ClearLocals();
 
@@ -342,4 +343,8 @@ private:
     bool m_bUsesObject = false;
     CTokenList m_Tokens;
     CIndirectArray<CTokenList> m_Pending;
+    // The list as an array, made at the first count: the walk then reads
+    // tokens without chasing links. Jumps are indexes into it, -1 for none.
+    std::vector<const CToken*> m_Program;
+    std::vector<int> m_Jumps;
 };
