@@ -261,6 +261,10 @@ public:
     static double StrToDbl(const char16_t* s);
     static CString DblToString(double value, int digits = 12);
     static bool IsVector(const VARIANT& v);
+    // Element `index` of an array's data, the bounds not checked against the
+    // array's own: numbers come out as VT_R8, texts as a new copy, objects
+    // with a new reference. False for an element type it does not know.
+    static bool GetArrayItem(const VARIANT& array, int index, VARIANT& out);
     static int Compare(VARIANT& a, VARIANT& b);
     static int CompareVariants(const VARIANT& a, const VARIANT& b);
     static int VectorCompare(const VARIANT& a, const VARIANT& b);

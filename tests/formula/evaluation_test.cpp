@@ -83,12 +83,14 @@ TEST(FormulaEvaluation, ArithmeticAsDesigned) {
     EXPECT_EQ(CString(u"3.14159265359"), e.Eval(u"pi"));
 
     // The quick paths for plain numbers keep the general rules.
-    EXPECT_EQ(CString(u"Ошибка вычисления выражения (квадратный корень): аргумент не может быть меньше нуля"),
-              e.Eval(u"sqrt(0-1.5)"));
+    EXPECT_EQ(
+        CString(
+            u"Ошибка вычисления выражения (квадратный корень): аргумент не может быть меньше нуля"),
+        e.Eval(u"sqrt(0-1.5)"));
     EXPECT_EQ(byZero, e.Eval(u"2.5 / 0"));
     EXPECT_EQ(CString(u"false"), e.Eval(u"0^0 = 0^0"));
-    EXPECT_EQ(CString(u"true"), e.Eval(u"0^0 > 1"));        // NaN counts as greater
-    EXPECT_EQ(CString(u"true"), e.Eval(u"1 < 0^0"));        // and, from an integer, as less
+    EXPECT_EQ(CString(u"true"), e.Eval(u"0^0 > 1"));              // NaN counts as greater
+    EXPECT_EQ(CString(u"true"), e.Eval(u"1 < 0^0"));              // and, from an integer, as less
     EXPECT_EQ(CString(u"false"), e.Eval(u"1e308*10 = 1e308*10")); // inf - inf
     VARIANT v = e.Value(u"2.5 * 2");
     EXPECT_EQ(VT_R8, v.vt);
