@@ -302,3 +302,17 @@ TEST(FormulaFunctions, NullAndEmptyTexts) {
     EXPECT_EQ(CString(u"datetime: неверный формат даты/времени."), e.Eval(u"datetime(n)"));
     EXPECT_EQ(CString(u""), e.Eval(u"formatList(n, \",\", sortAsc, compactFull, \"-\", \", \")"));
 }
+
+TEST(FormulaFunctions, TextBuiltFromNumbersRepeatedly) {
+    Evaluator e;
+    e.SetReal(u"a", 1.1);
+    e.SetReal(u"b", 2.2);
+    auto function = e.Compile(u"\"P-\" & string(a) & \"/\" & format(\"%.1f\", b)");
+    VARIANT out;
+    VariantInit(&out);
+    for (int i = 0; i < 3; ++i) {
+        function->Count(out, &e.vars); // the previous result is released first
+        EXPECT_EQ(CString(u"P-1.1/2.2"), CFunction::AsString(out));
+    }
+    VariantClear(&out);
+}
