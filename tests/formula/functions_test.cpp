@@ -293,7 +293,8 @@ TEST(FormulaFunctions, NullAndEmptyTexts) {
     EXPECT_EQ(CString(u"true"), e.Eval(u"n = \"\""));
     EXPECT_EQ(CString(u"-1"), e.Eval(u"instr(n, \"a\")"));
     EXPECT_EQ(CString(u"0"), e.Eval(u"instr(\"abc\", n)"));
-    EXPECT_EQ(CString(u""), e.Eval(u"substr(n, 0, 5) & replace(n, \"a\", \"b\") & wrap(n, 1, \"|\")"));
+    EXPECT_EQ(CString(u""),
+              e.Eval(u"substr(n, 0, 5) & replace(n, \"a\", \"b\") & wrap(n, 1, \"|\")"));
     EXPECT_EQ(CString(u""), e.Eval(u"split(n, \",\")"));
     EXPECT_EQ(CString(u"0"), e.Eval(u"n + 0"));
     EXPECT_EQ(CString(u"n"), e.Eval(u"min(n, \"n\") & \"n\""));
