@@ -137,6 +137,8 @@ enum : std::uint8_t {
     kStepCompare,
     kStepAnd,
     kStepOr,
+    kStepMin,
+    kStepMax,
 };
 
 std::uint8_t StepOf(const CFunction::CToken* t) {
@@ -405,6 +407,43 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 continue;
             }
             break;
+        case kStepMin:
+        case kStepMax: {
+            // Reals, or integers alone, as MinMax classes them; the first of
+            // equal values stays.
+            const int n = int(step.arg);
+            if (index < n - 1) break;
+            VARIANT* args = stack + index - (n - 1);
+            bool reals = false, plain = true;
+            for (int i = 0; i < n && plain; ++i) {
+                if (args[i].vt == VT_R8)
+                    reals = true;
+                else
+                    plain = args[i].vt == VT_I4;
+            }
+            if (!plain) break;
+            const bool isMin = step.op == kStepMin;
+            if (reals) {
+                double best = args[0].vt == VT_R8 ? args[0].dblVal : double(args[0].lVal);
+                for (int i = 1; i < n; ++i) {
+                    const double v = args[i].vt == VT_R8 ? args[i].dblVal : double(args[i].lVal);
+                    if (isMin ? v < best : v > best) best = v;
+                    args[i].vt = VT_EMPTY;
+                }
+                args[0].vt = VT_R8;
+                args[0].dblVal = best;
+            } else {
+                std::int32_t best = args[0].lVal;
+                for (int i = 1; i < n; ++i) {
+                    if (isMin ? args[i].lVal < best : args[i].lVal > best) best = args[i].lVal;
+                    args[i].vt = VT_EMPTY;
+                }
+                args[0].lVal = best;
+            }
+            index -= n - 1;
+            ++pc;
+            continue;
+        }
         case kStepReal:
             if (index >= 0 && stack[index].vt == VT_R8 &&
                 FastReal(step.token->m_nTag, stack[index].dblVal)) {

@@ -162,6 +162,12 @@ TEST(FormulaFunctions, MinAndMax) {
     EXPECT_EQ(CString(u"1"), e.Eval(u"min(1, \"a\")"));
     EXPECT_EQ(CString(u"a"), e.Eval(u"min(\"b\", \"a\")"));
     EXPECT_EQ(CString(u"3"), e.Eval(u"max(1, 3, 2)"));
+    EXPECT_EQ(CString(u"nan"), e.Eval(u"min(0^0, 1)")); // the first of unordered values stays
+    EXPECT_EQ(CString(u"1"), e.Eval(u"max(1, 0^0)"));
+    EXPECT_EQ(CString(u"-2147483648"), e.Eval(u"min(5, 0-2147483647-1, 3)"));
+    VARIANT r = e.Value(u"min(2, 1.5, 1.5)");
+    EXPECT_EQ(VT_R8, r.vt);
+    EXPECT_EQ(1.5, r.dblVal);
     VARIANT v = e.Value(u"max(1, true)");
     EXPECT_EQ(VT_I4, v.vt);
     EXPECT_EQ(1, v.lVal);
