@@ -159,6 +159,21 @@ std::uint8_t StepOf(const CFunction::CToken* t) {
         return kStepMul;
     case CFunction::ttDivide:
         return kStepDiv;
+    case CFunction::ttEqual:
+    case CFunction::ttNotEqual:
+    case CFunction::ttLess:
+    case CFunction::ttGreater:
+    case CFunction::ttLessOrEqual:
+    case CFunction::ttGreaterOrEqual:
+        return kStepCompare;
+    case CFunction::ttAnd:
+        return kStepAnd;
+    case CFunction::ttOr:
+        return kStepOr;
+    case CFunction::ttMin:
+        return t->m_nArg >= 2 ? kStepMin : kStepGeneral;
+    case CFunction::ttMax:
+        return t->m_nArg >= 2 ? kStepMax : kStepGeneral;
     default: {
         double probe = 0.5;
         return FastReal(t->m_nTag, probe) ? kStepReal : kStepGeneral;
