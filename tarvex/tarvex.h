@@ -35,6 +35,7 @@
 #include "tarvex/core/arraytemplate.h"
 #include "tarvex/core/containers.h"
 #include "tarvex/core/exceptions.h"
+#include "tarvex/core/formulamessages.h"
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/core/helpers.h"
 #include "tarvex/core/hostui.h"
@@ -78,6 +79,12 @@
 #include "tarvex/element/paramsowner.h"
 
 #include "tarvex/formula/activescriptinghost.h"
+#include "tarvex/formula/compiler.h"
+#include "tarvex/formula/function.h"
+#include "tarvex/formula/functioncompiler.h"
+#include "tarvex/formula/objects/functionobjectbase.h"
+#include "tarvex/formula/syntaxerror.h"
+#include "tarvex/formula/variables.h"
 
 #include "tarvex/streams/base64.h"
 #include "tarvex/streams/bytebuffer.h"
