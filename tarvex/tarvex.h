@@ -3,6 +3,7 @@
 
 #include "tarvex/version.h"
 
+#include "tarvex/platform/activscp.h"
 #include "tarvex/platform/bstr.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/classregistry.h"
@@ -15,6 +16,7 @@
 #include "tarvex/platform/format.h"
 #include "tarvex/platform/guid.h"
 #include "tarvex/platform/hresult.h"
+#include "tarvex/platform/jsengine.h"
 #include "tarvex/platform/module.h"
 #include "tarvex/platform/olevariant.h"
 #include "tarvex/platform/resources.h"
@@ -68,6 +70,7 @@
 #include "tarvex/element/param.h"
 #include "tarvex/element/paramsowner.h"
 
+#include "tarvex/formula/activescriptinghost.h"
 #include "tarvex/formula/compiler.h"
 #include "tarvex/formula/function.h"
 #include "tarvex/formula/functioncompiler.h"
