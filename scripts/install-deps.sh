@@ -6,11 +6,8 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
-<<<<<<< HEAD
-    libmuparser-dev # peer of the formula benchmark only
-=======
     duktape-dev
->>>>>>> main
+    libmuparser-dev # peer of the formula benchmark only
 )
 
 missing=()
