@@ -320,6 +320,77 @@ bool CFunction::UtcTimeToLocalTime(double& date) {
     return SystemTimeToVariantTime(&converted, &date) != 0;
 }
 
+bool CFunction::GetArrayItem(const VARIANT& array, int index, VARIANT& out) {
+    SAFEARRAY* data =
+        (array.vt & VT_BYREF) ? (array.pparray ? *array.pparray : nullptr) : array.parray;
+    if (!data || index < 0) return false;
+    VARTYPE vt = VT_EMPTY;
+    SafeArrayGetVartype(data, &vt);
+    void* base = nullptr;
+    if (FAILED(SafeArrayAccessData(data, &base))) return false;
+    bool known = true;
+    double real = 0;
+    VariantClear(&out);
+    switch (vt) {
+    case VT_I2:
+        real = static_cast<const std::int16_t*>(base)[index];
+        break;
+    case VT_BOOL:
+        real = static_cast<const VARIANT_BOOL*>(base)[index];
+        break;
+    case VT_I4:
+    case VT_INT:
+        real = static_cast<const std::int32_t*>(base)[index];
+        break;
+    case VT_R4:
+        real = static_cast<const float*>(base)[index];
+        break;
+    case VT_R8:
+        real = static_cast<const double*>(base)[index];
+        break;
+    case VT_I1:
+        real = static_cast<const std::int8_t*>(base)[index];
+        break;
+    case VT_UI1:
+        real = static_cast<const std::uint8_t*>(base)[index];
+        break;
+    case VT_UI2:
+        real = static_cast<const std::uint16_t*>(base)[index];
+        break;
+    case VT_UI4:
+    case VT_UINT:
+        real = static_cast<const std::uint32_t*>(base)[index];
+        break;
+    case VT_I8:
+        real = double(static_cast<const std::int64_t*>(base)[index]);
+        break;
+    case VT_UI8:
+        real = double(static_cast<const std::uint64_t*>(base)[index]);
+        break;
+    case VT_BSTR:
+        out.vt = VT_BSTR;
+        out.bstrVal = SysAllocString(static_cast<const BSTR*>(base)[index]);
+        break;
+    case VT_DISPATCH:
+    case VT_UNKNOWN: {
+        IUnknown* object = static_cast<IUnknown* const*>(base)[index];
+        if (object) object->AddRef();
+        out.vt = vt;
+        out.punkVal = object;
+        break;
+    }
+    default:
+        known = false;
+        break;
+    }
+    SafeArrayUnaccessData(data);
+    if (known && out.vt == VT_EMPTY) {
+        out.vt = VT_R8;
+        out.dblVal = real;
+    }
+    return known;
+}
+
 // ---------------------------------------------------------------------------
 
 void CFunction::CallFunction(const CToken* token, VARIANT* args, int n) {

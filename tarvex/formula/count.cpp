@@ -2,7 +2,9 @@
 // variants. Every token that pops operands clears their slots, so after a
 // successful walk only slot 0 holds anything and nothing else needs clearing.
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <unordered_map>
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
@@ -61,7 +63,80 @@ int OperandsOf(const CFunction::CToken* t) {
     }
 }
 
+// The one-argument numeric functions on a real, in place. False where the
+// general path must run: another function, or an argument it refuses.
+inline bool FastReal(CFunction::TTag tag, double& x) {
+    switch (tag) {
+    case CFunction::ttToReal:
+        return true;
+    case CFunction::ttSin:
+        x = std::sin(x);
+        return true;
+    case CFunction::ttCos:
+        x = std::cos(x);
+        return true;
+    case CFunction::ttTan:
+        if (std::fabs(std::fabs(x) - 1.5707963267948966) < 1e-12) return false;
+        x = std::tan(x);
+        return true;
+    case CFunction::ttASin:
+        x = std::asin(x);
+        return true;
+    case CFunction::ttACos:
+        x = std::acos(x);
+        return true;
+    case CFunction::ttATan:
+        x = std::atan(x);
+        return true;
+    case CFunction::ttDeg:
+        x = x * 57.29577951308232;
+        return true;
+    case CFunction::ttRad:
+        x = x * 0.017453292519943295;
+        return true;
+    case CFunction::ttExp:
+        x = std::exp(x);
+        return true;
+    case CFunction::ttLog:
+        x = std::log(x);
+        return true;
+    case CFunction::ttSqr:
+        x = x * x;
+        return true;
+    case CFunction::ttSqrt:
+        if (x < -1e-12) return false;
+        x = std::sqrt(x);
+        return true;
+    case CFunction::ttAbs:
+        x = std::fabs(x);
+        return true;
+    case CFunction::ttGSin:
+        x = std::sin(x * 3.141592653589793 / 180.0);
+        return true;
+    case CFunction::ttGCos:
+        x = std::cos(x * 3.141592653589793 / 180.0);
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
+
+void CFunction::BuildProgram() {
+    m_Program.clear();
+    m_Jumps.clear();
+    std::unordered_map<const CToken*, int> where;
+    for (const CToken* t = m_Tokens.m_pFirst; t; t = t->m_pNext) {
+        where[t] = int(m_Program.size());
+        m_Program.push_back(t);
+    }
+    m_Jumps.reserve(m_Program.size());
+    for (const CToken* t : m_Program) {
+        auto found = t->m_pJump ? where.find(t->m_pJump) : where.end();
+        m_Jumps.push_back(found == where.end() ? -1 : found->second);
+    }
+}
 
 bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (!m_Tokens.m_pFirst) {
@@ -143,8 +218,12 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
 }
 
 void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size, bool topLevel) {
-    const CToken* t = m_Tokens.m_pFirst;
-    if (!t) return;
+    if (!m_Tokens.m_pFirst) return;
+    if (m_Program.empty()) BuildProgram();
+    const CToken* const* program = m_Program.data();
+    const int count = int(m_Program.size());
+    int pc = 0;
+    const CToken* t = program[0];
     switch (t->m_nTag) {
     case ttConstant:
     case ttNamedConstant:
@@ -165,8 +244,56 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
     auto need = [&](int n) {
         if (index < n - 1) throw CSyntaxError(159u);
     };
-    while (t) {
-        switch (t->m_nTag) {
+    while (pc < count) {
+        t = program[pc];
+        // Plain numbers first: a constant, a container value, and the four
+        // arithmetic operators on two reals, without the general dispatch.
+        const TTag tag = t->m_nTag;
+        if (tag <= ttVariable) {
+            const VARIANT* value = tag == ttConstant ? t->GetValue()
+                                   : vars            ? vars->DirectValue(t->m_nArg)
+                                                     : nullptr;
+            if (value && (value->vt == VT_R8 || value->vt == VT_I4)) {
+                if (index + 2 >= size) throw CSyntaxError(115u);
+                stack[++index] = *value;
+                ++pc;
+                continue;
+            }
+        } else if (tag >= ttIncrement && tag <= ttDivide && tag != ttSign && index >= 1) {
+            VARIANT& a = stack[index - 1];
+            VARIANT& b = stack[index];
+            // With a real on either side both are reals (SetNumericTypes).
+            if ((a.vt == VT_R8 && (b.vt == VT_R8 || b.vt == VT_I4)) ||
+                (a.vt == VT_I4 && b.vt == VT_R8)) {
+                const double x = a.vt == VT_R8 ? a.dblVal : double(a.lVal);
+                const double y = b.vt == VT_R8 ? b.dblVal : double(b.lVal);
+                if (tag != ttDivide || !(std::fabs(y) < 1e-12)) {
+                    switch (tag) {
+                    case ttIncrement:
+                        a.dblVal = x + y;
+                        break;
+                    case ttDecrement:
+                        a.dblVal = x - y;
+                        break;
+                    case ttMultiply:
+                        a.dblVal = x * y;
+                        break;
+                    default:
+                        a.dblVal = x / y;
+                        break;
+                    }
+                    a.vt = VT_R8;
+                    b.vt = VT_EMPTY;
+                    --index;
+                    ++pc;
+                    continue;
+                }
+            }
+        } else if (index >= 0 && stack[index].vt == VT_R8 && FastReal(tag, stack[index].dblVal)) {
+            ++pc;
+            continue;
+        }
+        switch (tag) {
         case ttConstant:
         case ttNamedConstant: {
             VARIANT& slot = push();
@@ -263,6 +390,57 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 default:
                     done = false;
                     break;
+                }
+                if (done) {
+                    b.vt = VT_EMPTY;
+                    --index;
+                    break;
+                }
+            } else if ((a.vt == VT_R8 || a.vt == VT_I4) && (b.vt == VT_R8 || b.vt == VT_I4)) {
+                // Mixed or integer arithmetic, as SetNumericTypes decides it:
+                // with a real on either side both are reals, else integers
+                // that wrap.
+                bool done = true;
+                if (a.vt == VT_I4 && b.vt == VT_I4) {
+                    const std::uint32_t x = std::uint32_t(a.lVal), y = std::uint32_t(b.lVal);
+                    switch (t->m_nTag) {
+                    case ttIncrement:
+                        a.lVal = std::int32_t(x + y);
+                        break;
+                    case ttDecrement:
+                        a.lVal = std::int32_t(x - y);
+                        break;
+                    case ttMultiply:
+                        a.lVal = std::int32_t(x * y);
+                        break;
+                    default:
+                        done = false;
+                        break;
+                    }
+                } else {
+                    const double x = a.vt == VT_R8 ? a.dblVal : double(a.lVal);
+                    const double y = b.vt == VT_R8 ? b.dblVal : double(b.lVal);
+                    switch (t->m_nTag) {
+                    case ttIncrement:
+                        a.dblVal = x + y;
+                        break;
+                    case ttDecrement:
+                        a.dblVal = x - y;
+                        break;
+                    case ttMultiply:
+                        a.dblVal = x * y;
+                        break;
+                    case ttDivide:
+                        if (std::fabs(y) < 1e-12)
+                            done = false;
+                        else
+                            a.dblVal = x / y;
+                        break;
+                    default:
+                        done = false;
+                        break;
+                    }
+                    if (done) a.vt = VT_R8;
                 }
                 if (done) {
                     b.vt = VT_EMPTY;
@@ -388,23 +566,23 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             VariantClear(&condition);
             --index;
             if (!taken) {
-                t = t->m_pJump;
-                if (!t) goto done;
+                pc = m_Jumps[size_t(pc)];
+                if (pc < 0) goto done;
             }
-            t = t->m_pNext;
+            ++pc;
             continue;
         }
         case ttTransition:
-            t = t->m_pJump;
-            if (!t) goto done;
-            t = t->m_pNext;
+            pc = m_Jumps[size_t(pc)];
+            if (pc < 0) goto done;
+            ++pc;
             continue;
         case ttStatementEnd:
             if (!topLevel || index != 0)
                 throw CSyntaxError(u"Попытка открытия нового выражения (;) внутри существующего");
             VariantClear(&stack[0]);
             index = -1;
-            t = t->m_pNext;
+            ++pc;
             continue;
         case ttCase:
             need(1);
@@ -453,7 +631,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             break;
         }
         if (index < 0) throw CSyntaxError(159u);
-        t = t->m_pNext;
+        ++pc;
     }
 done:
     if (index >= 0 && stack[0].vt == VT_DISPATCH) ConvertVariableToValue(stack[0]);

@@ -175,6 +175,8 @@ CFunction::~CFunction() {
 }
 
 void CFunction::Flush() {
+    m_Program.clear();
+    m_Jumps.clear();
     m_Tokens.Clear();
     m_Pending.Clear();
     if (m_pStack) {
@@ -300,6 +302,7 @@ void CFunction::UpdateFlags(TTag tag) {
 }
 
 void CFunction::InsertToken(CToken* token, CTranslationContext& ctx) {
+    m_Program.clear(); // the list changes: the array is made again
     const TTag tag = token->m_nTag;
     UpdateFlags(tag);
     switch (tag) {
@@ -375,6 +378,7 @@ void CFunction::InsertToken(CToken* token, CTranslationContext& ctx) {
 }
 
 CFunction::CToken* CFunction::AddToken(TTag tag, CTranslationContext& ctx) {
+    m_Program.clear();
     switch (tag) {
     case ttSign: {
         if (ctx.m_bSignPending) throw CSyntaxError(102u);
@@ -459,6 +463,7 @@ CFunction::CToken* CFunction::AddVaribaleToken(const char16_t* name, CTranslatio
 }
 
 CFunction::CToken* CFunction::AddTokenAfter(TTag tag, CTranslationContext& ctx) {
+    m_Program.clear();
     auto* token = new CToken(tag);
     UpdateFlags(tag);
     m_Tokens.InsertAfter(token, ctx.m_pCurrent);
@@ -468,6 +473,7 @@ CFunction::CToken* CFunction::AddTokenAfter(TTag tag, CTranslationContext& ctx) 
 }
 
 void CFunction::DeleteToken(CToken* token, CTranslationContext& ctx) {
+    m_Program.clear();
     if (ctx.m_pCurrent == token) ctx.m_pCurrent = token->m_pPrev;
     if (ctx.m_pLast == token) ctx.m_pLast = nullptr;
     if (ctx.m_pBottom == token) ctx.m_pBottom = nullptr;
@@ -501,6 +507,7 @@ void CFunction::AddCase(CToken* token, CFunction* when, CFunction* result) {
 }
 
 void CFunction::ApplyPendingExpressions() {
+    m_Program.clear();
     for (std::int64_t i = m_Pending.GetLength() - 1; i >= 0; --i) {
         CTokenList* list = m_Pending[i];
         if (m_Tokens.m_nCount == 0 && list->m_pLast) {

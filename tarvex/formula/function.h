@@ -261,6 +261,10 @@ public:
     static double StrToDbl(const char16_t* s);
     static CString DblToString(double value, int digits = 12);
     static bool IsVector(const VARIANT& v);
+    // Element `index` of an array's data, the bounds not checked against the
+    // array's own: numbers come out as VT_R8, texts as a new copy, objects
+    // with a new reference. False for an element type it does not know.
+    static bool GetArrayItem(const VARIANT& array, int index, VARIANT& out);
     static int Compare(VARIANT& a, VARIANT& b);
     static int CompareVariants(const VARIANT& a, const VARIANT& b);
     static int VectorCompare(const VARIANT& a, const VARIANT& b);
@@ -291,6 +295,7 @@ private:
     friend class CFunctionCompiler;
 
     void InsertToken(CToken* token, CTranslationContext& ctx);
+    void BuildProgram();
     void UpdateFlags(TTag tag);
     void ClearLocals();
 
@@ -342,4 +347,8 @@ private:
     bool m_bUsesObject = false;
     CTokenList m_Tokens;
     CIndirectArray<CTokenList> m_Pending;
+    // The list as an array, made at the first count: the walk then reads
+    // tokens without chasing links. Jumps are indexes into it, -1 for none.
+    std::vector<const CToken*> m_Program;
+    std::vector<int> m_Jumps;
 };

@@ -82,7 +82,22 @@ TEST(FormulaEvaluation, ArithmeticAsDesigned) {
     EXPECT_EQ(CString(u"nan"), e.Eval(u"sqrt(0-0.0000000000001)"));
     EXPECT_EQ(CString(u"3.14159265359"), e.Eval(u"pi"));
 
-    VARIANT v = e.Value(u"sqr(\"3\")");
+    // The quick paths for plain numbers keep the general rules.
+    EXPECT_EQ(
+        CString(
+            u"Ошибка вычисления выражения (квадратный корень): аргумент не может быть меньше нуля"),
+        e.Eval(u"sqrt(0-1.5)"));
+    EXPECT_EQ(byZero, e.Eval(u"2.5 / 0"));
+    EXPECT_EQ(CString(u"false"), e.Eval(u"0^0 = 0^0"));
+    EXPECT_EQ(CString(u"true"), e.Eval(u"0^0 > 1"));              // NaN counts as greater
+    EXPECT_EQ(CString(u"true"), e.Eval(u"1 < 0^0"));              // and, from an integer, as less
+    EXPECT_EQ(CString(u"false"), e.Eval(u"1e308*10 = 1e308*10")); // inf - inf
+    VARIANT v = e.Value(u"2.5 * 2");
+    EXPECT_EQ(VT_R8, v.vt);
+    EXPECT_EQ(5.0, v.dblVal);
+    v = e.Value(u"7 - 2 * 3");
+    EXPECT_EQ(VT_I4, v.vt);
+    v = e.Value(u"sqr(\"3\")");
     EXPECT_EQ(VT_I4, v.vt);
     EXPECT_EQ(9, v.lVal);
     v = e.Value(u"sqr(\"1.5\")");

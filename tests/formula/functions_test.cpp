@@ -264,3 +264,19 @@ TEST(FormulaFunctions, IsNumberAndTextLimit) {
                u"s := replace(s, \"a\", s); s := replace(s, \"a\", s); s := replace(s, \"a\", s); "
                u"length(s)"));
 }
+
+TEST(FormulaFunctions, GetArrayItemForAggregates) {
+    Evaluator e;
+    VARIANT split = e.Value(u"split(\"a,b\", \",\")");
+    VARIANT item;
+    VariantInit(&item);
+    ASSERT_TRUE(CFunction::GetArrayItem(split, 1, item));
+    EXPECT_EQ(CString(u"b"), CFunction::AsString(item));
+    VariantClear(&item);
+    VariantClear(&split);
+    VARIANT vector = e.Value(u"vector(1, 2, 3)");
+    ASSERT_TRUE(CFunction::GetArrayItem(vector, 2, item));
+    EXPECT_EQ(VT_R8, item.vt);
+    EXPECT_EQ(3.0, item.dblVal);
+    VariantClear(&vector);
+}
