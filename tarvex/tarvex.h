@@ -71,6 +71,7 @@
 #include "tarvex/element/paramsowner.h"
 
 #include "tarvex/formula/activescriptinghost.h"
+#include "tarvex/formula/aggregate.h"
 #include "tarvex/formula/compiledfunction.h"
 #include "tarvex/formula/compiler.h"
 #include "tarvex/formula/elementcompiler.h"

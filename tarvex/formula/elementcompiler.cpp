@@ -1,5 +1,7 @@
 #include "tarvex/formula/elementcompiler.h"
 
+#include "tarvex/formula/aggregate.h"
+#include "tarvex/formula/elementvariables.h"
 #include "tarvex/platform/wide.h"
 
 namespace {
@@ -341,4 +343,63 @@ void qrksFunctionCompiler::ReadParamQuery(int id, CString& query, _tagCompilerCo
         }
         Error(102u);
     }
+}
+
+void qrksFunctionCompiler::ReadAgregFunc(CFunction::TTag tag, _tagCompilerContext& ctx) {
+    if (ctx.operandReady) Error(109u);
+    CFunction* function = ctx.function;
+    CFunction::CTranslationContext& translation = *ctx.translation;
+    function->AddToken(CFunction::ttOpenGroup, translation);
+    auto* token = static_cast<CFunction::CAgregFuncToken*>(
+        function->AddCustomToken(new CFunction::CAgregFuncToken(tag), translation));
+    Expect(kLeftBracket, 109u);
+    if (ReadArgument(ctx) == eftComma) {
+        auto* vars = new qrksVariablesContainer;
+        token->SetVars(vars); // owned by the token from here on
+        CElement* element = function->GetElementContext();
+        // A nested formula: its own translation, the element of the outer
+        // one, and `item` for the current element of the source.
+        auto readNested = [&]() {
+            std::unique_ptr<CFunction> nested(new CFunction);
+            nested->SetElementContext(element);
+            CFunction::CTranslationContext inner;
+            const int ending = ReadFunction(nested.get(), vars, &inner, eftBracket);
+            if (ending != eftComma && ending != eftBracket) Error(109u);
+            return nested.release();
+        };
+        std::unique_ptr<CFunction> value, condition;
+        ++m_nPosition;
+        bool more = true;
+        if (tag >= 86) {
+            // The exact word `all` stands for "no value function".
+            const int position = m_nPosition, line = m_nLine;
+            bool all = false;
+            if (GetPrefix() == kLetter) {
+                char16_t word[kMaxIdentifier + 1];
+                Identifier(word);
+                all = wcscmp(word, u"all") == 0;
+            }
+            if (!all) {
+                m_nPosition = position;
+                m_nLine = line;
+                value.reset(readNested());
+            }
+            more = GetPrefix() == kComma;
+            if (more) ++m_nPosition;
+        }
+        if (more) {
+            condition.reset(readNested());
+            if (GetPrefix() == kComma) {
+                ++m_nPosition;
+                // A last expression, left on the stack above the source.
+                if (ReadArgument(ctx) != eftBracket) Error(109u);
+            }
+        }
+        token->SetArguments(value.release(), condition.release());
+        if (element) vars->SetVarValues(element, nullptr, 0);
+    }
+    if (GetPrefix() != kRightBracket) Error(109u);
+    ++m_nPosition;
+    function->AddToken(CFunction::ttCloseGroup, translation);
+    ctx.operandReady = 1;
 }

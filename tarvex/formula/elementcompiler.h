@@ -45,6 +45,7 @@ public:
     void OnUnknownPrefix(int prefix, _tagCompilerContext& ctx) override;
     void OnUserKeyword(const char16_t* name, _tagCompilerContext& ctx) override;
     void OnRegisteredKeywordInStructuredQuery(int id, CString& text) override;
+    void ReadAgregFunc(CFunction::TTag tag, _tagCompilerContext& ctx) override;
 
     // The object that the word `this` stands for; a reference is held.
     void SetThisFunctionObject(TXFunctionObjects::CFunctionObjectBase* object);

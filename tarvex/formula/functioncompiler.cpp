@@ -226,6 +226,10 @@ void CFunctionCompiler::OnRegisteredKeywordInStructuredQuery(int, CString&) {
     Error(113u);
 }
 
+void CFunctionCompiler::ReadAgregFunc(CFunction::TTag, _tagCompilerContext&) {
+    Error(113u);
+}
+
 void CFunctionCompiler::OnUnknownPrefix(int, _tagCompilerContext&) {
     Error(109u);
 }
@@ -582,8 +586,12 @@ void CFunctionCompiler::ReadWord(int id, _tagCompilerContext& ctx) {
         ReadFormatList(ctx);
         return;
     default:
-        // clp_short_code and the aggregates need an element tree; the
-        // stand-alone language refuses them.
+        if (TagOfWord(id) >= CFunction::ttExists && TagOfWord(id) <= CFunction::ttStrMax) {
+            ReadAgregFunc(TagOfWord(id), ctx);
+            return;
+        }
+        // clp_short_code needs an element tree; the stand-alone language
+        // refuses it.
         Error(113u);
     }
 }

@@ -1,0 +1,100 @@
+// Aggregates over arrays: the result of each word, empty sources, distinct
+// counts, items returned unchanged, and nested variables read once when the
+// formula is compiled.
+#include "tests/element/calc/querytest.h"
+
+namespace {
+
+// The type and text of the result on no element.
+CString Typed(const char16_t* text) {
+    CCompiledFunction f;
+    if (!f.Initialize(text, nullptr)) return u"error: " + f.GetLastError();
+    f.SetParameters(nullptr);
+    VARIANT v;
+    VariantInit(&v);
+    if (!f.CountVar(v)) return u"error: " + f.GetLastError();
+    CString out;
+    out.Format(u"%d:%s", int(v.vt), CFunction::AsString(v).GetString());
+    VariantClear(&v);
+    return out;
+}
+
+} // namespace
+
+TEST(Aggregates, EachWordOverAnArray) {
+    EXPECT_EQ(CString(u"5:3"), Typed(u"sum(split(\"1,2\", \",\"), item)"));
+    EXPECT_EQ(CString(u"5:2"), Typed(u"avg(split(\"1,3\", \",\"), item)"));
+    EXPECT_EQ(CString(u"5:1"), Typed(u"findMin(split(\"3,1,2\", \",\"), item)"));
+    EXPECT_EQ(CString(u"5:3"), Typed(u"findMax(split(\"3,1,2\", \",\"), item)"));
+    EXPECT_EQ(CString(u"8:A"), Typed(u"strMin(split(\"b,A,a\", \",\"), item)"));
+    EXPECT_EQ(CString(u"8:b"), Typed(u"strMax(split(\"b,A,a\", \",\"), item)"));
+    EXPECT_EQ(CString(u"8:a-b-"), Typed(u"strSum(split(\"a,b\", \",\"), item & \"-\")"));
+    EXPECT_EQ(CString(u"11:true"), Typed(u"exists(split(\"1,2\", \",\"), item > 1)"));
+    EXPECT_EQ(CString(u"11:false"), Typed(u"exists(split(\"1,2\", \",\"), item > 5)"));
+    // For exists, all, first and last the second argument is the condition.
+    EXPECT_EQ(CString(u"11:true"), Typed(u"all(split(\"1,2,3\", \",\"), item > 0)"));
+    EXPECT_EQ(CString(u"11:false"), Typed(u"all(split(\"1,-2,3\", \",\"), item > 0)"));
+    // A value and a condition: only the items that pass are summed.
+    EXPECT_EQ(CString(u"5:10"), Typed(u"sum(split(\"1,2,3\", \",\"), item * 2, item > 1)"));
+}
+
+TEST(Aggregates, FirstAndLastReturnTheItemItself) {
+    EXPECT_EQ(CString(u"8:2"), Typed(u"first(split(\"1,2,3\", \",\"), item > 1)"));
+    EXPECT_EQ(CString(u"8:3"), Typed(u"last(split(\"1,2,3\", \",\"), item > 1)"));
+    EXPECT_EQ(CString(u"0:"), Typed(u"first(split(\"1,2,3\", \",\"), item > 7)"));
+}
+
+TEST(Aggregates, CountCountsPassingItemsOrDistinctValues) {
+    EXPECT_EQ(CString(u"3:4"), Typed(u"count(split(\"a,b,a,1\", \",\"), all)"));
+    EXPECT_EQ(CString(u"3:3"), Typed(u"count(split(\"a,b,a,1\", \",\"), item)"));
+    EXPECT_EQ(CString(u"3:2"), Typed(u"count(split(\"a,b,a,1\", \",\"), all, item <> \"a\")"));
+    // Texts and numbers are told apart: "1" and 1 are two values.
+    EXPECT_EQ(CString(u"3:2"),
+              Typed(u"count(split(\"1,1\", \",\"), if(item = \"1\", item, 0) & \"\")"
+                    u" + count(split(\"1\", \",\"), item * 1)"));
+    // The word all is matched exactly; ALL is the aggregate word.
+    EXPECT_EQ(0, Typed(u"count(split(\"a\", \",\"), ALL)").Find(u"error: "));
+}
+
+TEST(Aggregates, EmptySourcesGiveEmptyExceptCount) {
+    // split leaves an empty text, not an array: there are no items.
+    EXPECT_EQ(CString(u"0:"), Typed(u"sum(split(\"\", \",\"), item)"));
+    EXPECT_EQ(CString(u"0:"), Typed(u"findMin(split(\"\", \",\"), item)"));
+    EXPECT_EQ(CString(u"0:"), Typed(u"strSum(5, item)"));
+    EXPECT_EQ(CString(u"3:0"), Typed(u"count(split(\"\", \",\"), all)"));
+    EXPECT_EQ(CString(u"11:true"), Typed(u"all(7, item > 0)"));
+    EXPECT_EQ(CString(u"11:false"), Typed(u"exists(7, item > 0)"));
+}
+
+TEST(Aggregates, NestedAggregatesAndCopies) {
+    EXPECT_EQ(CString(u"5:4"),
+              Typed(u"sum(split(\"1,2\", \",\"), count(split(\"a,b\", \",\"), all))"));
+    CCompiledFunction f;
+    ASSERT_TRUE(f.Initialize(u"sum(split(\"1,2,3\", \",\"), item * 2, item > 1)", nullptr));
+    CFunction copy(*f.GetFunction());
+    CString out;
+    ASSERT_TRUE(copy.Count(out, &f.GetVariables()));
+    EXPECT_EQ(CString(u"10"), out);
+}
+
+TEST(Aggregates, NestedVariablesAreReadOnceAtCompileTime) {
+    CElement root(u"r");
+    root.SetParameter(u"K", u"5");
+    CElement* child = root.AddChild(u"c");
+    CCompiledFunction f;
+    ASSERT_TRUE(f.Initialize(u"sum(split(\"1,2\", \",\"), item * K + parent.K * 0)", child));
+    CCompiledFunction::NameArray names;
+    f.GetRequiredParameters(names);
+    EXPECT_EQ(0, names.GetLength()); // nested names are not required
+    root.SetParameter(u"K", u"10");
+    f.SetParameters(child);
+    CString out;
+    ASSERT_EQ(1, f.CountStr(out));
+    EXPECT_EQ(CString(u"15"), out); // K (inherited) was 5 when compiled
+
+    // Compiled with no element, the nested values are never filled.
+    CString error;
+    EXPECT_EQ(
+        0, CCompiledFunction::CountStrS(out, u"sum(split(\"1\", \",\"), item * K)", child, &error));
+    EXPECT_EQ(CString(u"Ошибка при вычислении формулы (неопознанная)."), out);
+}
