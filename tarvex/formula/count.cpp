@@ -620,7 +620,11 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 AgregFunc(t, stack[index]);
                 break;
             }
-            if (t->m_nTag == ttClpShortCode) throw CSyntaxError(113u);
+            if (t->m_nTag == ttClpShortCode) {
+                need(1);
+                ClpSortCode(t, stack[index]);
+                break;
+            }
             {
                 const int n = OperandsOf(t);
                 need(n);

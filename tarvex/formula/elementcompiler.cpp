@@ -1,7 +1,10 @@
 #include "tarvex/formula/elementcompiler.h"
 
+#include <memory>
+
 #include "tarvex/formula/aggregate.h"
 #include "tarvex/formula/elementvariables.h"
+#include "tarvex/platform/casemap.h"
 #include "tarvex/platform/wide.h"
 
 namespace {
@@ -154,12 +157,27 @@ void qrksFunctionCompiler::OnRegisteredKeyword(int id, _tagCompilerContext& ctx)
         ctx.operandReady = 1;
         return;
     }
-    case kIdElement:
-        // `element.X` is X: the word only insists on an element to bind to.
-        if (!ctx.function->GetElementContext()) Error(161u);
+    case kIdElement: {
+        // `element.X` is X: the word insists on an element to bind to, and
+        // hands it to a clp_short_code that follows.
+        CElement* element = ctx.function->GetElementContext();
+        if (!element) Error(161u);
         if (GetPrefix() != kDot) Error(109u);
         ++m_nPosition;
+        const int position = m_nPosition, line = m_nLine;
+        char16_t word[kMaxIdentifier + 1] = {};
+        if (GetPrefix() == kLetter) Identifier(word);
+        m_nPosition = position;
+        m_nLine = line;
+        if (_wcsicmp(word, u"clp_short_code") != 0) return;
+        auto* context = new CTXElementContext(element);
+        m_ElementContexts.Add(context);
+        VARIANT value;
+        value.vt = VT_DISPATCH;
+        value.pdispVal = context;
+        ctx.function->AddToken(value, *ctx.translation, CFunction::ttNamedConstant);
         return;
+    }
     default:
         // The script objects (surf, debug, triang, plugins, vec3) are not
         // offered by this build.
@@ -401,5 +419,26 @@ void qrksFunctionCompiler::ReadAgregFunc(CFunction::TTag tag, _tagCompilerContex
     if (GetPrefix() != kRightBracket) Error(109u);
     ++m_nPosition;
     function->AddToken(CFunction::ttCloseGroup, translation);
+    ctx.operandReady = 1;
+}
+
+void qrksFunctionCompiler::ReadClpShortCode(_tagCompilerContext& ctx) {
+    if (ctx.operandReady) Error(109u);
+    CFunction* function = ctx.function;
+    auto* token = static_cast<CFunction::CClpShortCodeToken*>(
+        function->AddCustomToken(new CFunction::CClpShortCodeToken, *ctx.translation));
+    auto* vars = new qrksVariablesContainer;
+    token->SetVars(vars);
+    Expect(kLeftBracket, 109u);
+    std::unique_ptr<CFunction> parts[3];
+    for (int i = 0; i < 3; ++i) {
+        parts[i].reset(new CFunction);
+        parts[i]->SetElementContext(function->GetElementContext());
+        CFunction::CTranslationContext inner;
+        const int ending = ReadFunction(parts[i].get(), vars, &inner, eftBracket);
+        if (ending != (i < 2 ? eftComma : eftBracket)) Error(109u);
+        ++m_nPosition;
+    }
+    token->SetArguments(parts[0].release(), parts[1].release(), parts[2].release());
     ctx.operandReady = 1;
 }

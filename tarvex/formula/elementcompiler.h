@@ -7,6 +7,7 @@
 // parent("x").A). The values are filled in before each run.
 #pragma once
 
+#include "tarvex/core/indirectarray.h"
 #include "tarvex/formula/functioncompiler.h"
 
 class qrksFunctionCompiler : public CFunctionCompiler {
@@ -46,6 +47,7 @@ public:
     void OnUserKeyword(const char16_t* name, _tagCompilerContext& ctx) override;
     void OnRegisteredKeywordInStructuredQuery(int id, CString& text) override;
     void ReadAgregFunc(CFunction::TTag tag, _tagCompilerContext& ctx) override;
+    void ReadClpShortCode(_tagCompilerContext& ctx) override;
 
     // The object that the word `this` stands for; a reference is held.
     void SetThisFunctionObject(TXFunctionObjects::CFunctionObjectBase* object);
@@ -68,4 +70,7 @@ private:
     bool IsOwnWord(const char16_t* name, int& id) const;
 
     CTXFunctionVariable m_This{u"this"};
+    // One per use of `element` that a token holds; they live as long as the
+    // compiler, which lives as long as its functions.
+    CIndirectArray<CTXElementContext> m_ElementContexts{100, 16, true};
 };

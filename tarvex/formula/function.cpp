@@ -244,6 +244,14 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
                                     CopyNested(source->GetCondition(), map));
             aggregate->ShareVars(*source);
             copy = aggregate;
+        } else if (t->m_nTag == CFunction::ttClpShortCode) {
+            const auto* source = static_cast<const CFunction::CClpShortCodeToken*>(t);
+            auto* code = new CFunction::CClpShortCodeToken;
+            code->SetArguments(CopyNested(source->GetCondition(), map),
+                               CopyNested(source->GetCode(), map),
+                               CopyNested(source->GetSeparator(), map));
+            code->ShareVars(*source);
+            copy = code;
         } else {
             copy = new CFunction::CToken(t->m_nTag);
         }

@@ -158,6 +158,8 @@ public:
 
     // Aggregates (tags ttExists to ttStrMax): see aggregate.h.
     class CAgregFuncToken;
+    // clp_short_code: see aggregate.h.
+    class CClpShortCodeToken;
 
     class CSelectCaseToken : public CToken {
     public:
@@ -341,6 +343,9 @@ private:
     void Item(VARIANT* stack, int& index, const CToken* token);
     // Runs an aggregate over the source on top of the stack (aggregate.cpp).
     void AgregFunc(const CToken* token, VARIANT& top);
+    // Replaces the element context on top of the stack by the code built
+    // up its ancestors (clpshortcode.cpp).
+    void ClpSortCode(const CToken* token, VARIANT& top);
     static void ArrayItem(int n, VARIANT* stack, int& index);
     static void CollectionItem(int n, VARIANT* stack, int& index);
     void ComMethod(VARIANT* stack, int& index, const CToken* token);

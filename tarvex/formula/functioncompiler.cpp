@@ -230,6 +230,10 @@ void CFunctionCompiler::ReadAgregFunc(CFunction::TTag, _tagCompilerContext&) {
     Error(113u);
 }
 
+void CFunctionCompiler::ReadClpShortCode(_tagCompilerContext&) {
+    Error(113u);
+}
+
 void CFunctionCompiler::OnUnknownPrefix(int, _tagCompilerContext&) {
     Error(109u);
 }
@@ -590,8 +594,10 @@ void CFunctionCompiler::ReadWord(int id, _tagCompilerContext& ctx) {
             ReadAgregFunc(TagOfWord(id), ctx);
             return;
         }
-        // clp_short_code needs an element tree; the stand-alone language
-        // refuses it.
+        if (id == kIdClpShortCode) {
+            ReadClpShortCode(ctx);
+            return;
+        }
         Error(113u);
     }
 }

@@ -50,6 +50,8 @@ public:
     // An aggregate word (exists ... strMax); refused here: the aggregates
     // need the element-bound compiler.
     virtual void ReadAgregFunc(CFunction::TTag tag, _tagCompilerContext& ctx);
+    // clp_short_code(condition, code, separator); refused here as well.
+    virtual void ReadClpShortCode(_tagCompilerContext& ctx);
     virtual unsigned short GetVarType(const char16_t* name, unsigned long type);
     CNameSpace* GetGlobalNamespace() override;
 

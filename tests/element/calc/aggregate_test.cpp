@@ -98,3 +98,62 @@ TEST(Aggregates, NestedVariablesAreReadOnceAtCompileTime) {
         0, CCompiledFunction::CountStrS(out, u"sum(split(\"1\", \",\"), item * K)", child, &error));
     EXPECT_EQ(CString(u"Ошибка при вычислении формулы (неопознанная)."), out);
 }
+
+namespace {
+
+//  Site (S, level 10) / Bld (B1) / Sect (C, level 29) / Floor (F2, level 28) / Room (R3)
+struct Building {
+    CElement site{u"Site"};
+    CElement* room;
+
+    Building() {
+        site.SetParameter(u"CODE", u"S");
+        site.SetParameter(u"BUILDINGS_STRUCT_LEVEL", u"10");
+        CElement* building = site.AddChild(u"Bld");
+        building->SetParameter(u"CODE", u"B1");
+        CElement* section = building->AddChild(u"Sect");
+        section->SetParameter(u"CODE", u"C");
+        section->SetParameter(u"BUILDINGS_STRUCT_LEVEL", u"29");
+        CElement* floor = section->AddChild(u"Floor");
+        floor->SetParameter(u"CODE", u"F2");
+        floor->SetParameter(u"BUILDINGS_STRUCT_LEVEL", u"28");
+        room = floor->AddChild(u"Room");
+        room->SetParameter(u"CODE", u"R3");
+    }
+
+    CString Code(const char16_t* text) {
+        CCompiledFunction f;
+        if (!f.Initialize(text, room)) return f.GetLastError();
+        f.SetParameters(room);
+        CString out;
+        f.CountStr(out);
+        return out;
+    }
+};
+
+} // namespace
+
+TEST(ClpShortCode, JoinsLevelsTopDownSkippingMarkedLevelsOnce) {
+    Building b;
+    // Floor (28) is stepped over once, so Sect (29) above it still counts.
+    EXPECT_EQ(CString(u"S-B1-C-R3"), b.Code(u"element.clp_short_code(true, CODE, \"-\")"));
+    // The separator of the lower level stands before its code.
+    EXPECT_EQ(CString(u"S/B1/C.R3"),
+              b.Code(u"element.clp_short_code(true, CODE, if(CODE = \"R3\", \".\", \"/\"))"));
+    // The walk stops at the first level whose condition is not exactly true.
+    EXPECT_EQ(CString(u"C-R3"), b.Code(u"element.clp_short_code(CODE <> \"B1\", CODE, \"-\")"));
+    EXPECT_EQ(CString(), b.Code(u"element.clp_short_code(\"yes\", CODE, \"-\")"));
+    EXPECT_EQ(CString(u"<S-B1-C-R3>"),
+              b.Code(u"\"<\" & element.clp_short_code(true, CODE, \"-\") & \">\""));
+}
+
+TEST(ClpShortCode, NeedsTheElementContext) {
+    Building b;
+    // Without `element.` nothing stands before it: the list cannot start.
+    EXPECT_EQ(CString(u"Ошибка при вычислении формулы: Ошибка в последовательности операций."),
+              b.Code(u"clp_short_code(true, CODE, \"-\")"));
+    CCompiledFunction f;
+    EXPECT_FALSE(f.Initialize(u"element.clp_short_code(true, CODE, \"-\")", nullptr));
+    EXPECT_NE(-1, f.GetLastError().Find(u"Контекст не определен"));
+    EXPECT_FALSE(f.Initialize(u"element.clp_short_code(true, CODE)", b.room));
+}
