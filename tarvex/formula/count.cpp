@@ -123,18 +123,56 @@ inline bool FastReal(CFunction::TTag tag, double& x) {
 
 } // namespace
 
+namespace {
+
+enum : std::uint8_t {
+    kStepGeneral = 0,
+    kStepConst,
+    kStepVar,
+    kStepAdd,
+    kStepSub,
+    kStepMul,
+    kStepDiv,
+    kStepReal,
+};
+
+std::uint8_t StepOf(const CFunction::CToken* t) {
+    switch (t->m_nTag) {
+    case CFunction::ttConstant:
+    case CFunction::ttNamedConstant: {
+        const VARIANT* v = t->GetValue();
+        return v && (v->vt == VT_R8 || v->vt == VT_I4 || v->vt == VT_BOOL) ? kStepConst
+                                                                           : kStepGeneral;
+    }
+    case CFunction::ttVariable:
+        return kStepVar;
+    case CFunction::ttIncrement:
+        return kStepAdd;
+    case CFunction::ttDecrement:
+        return kStepSub;
+    case CFunction::ttMultiply:
+        return kStepMul;
+    case CFunction::ttDivide:
+        return kStepDiv;
+    default: {
+        double probe = 0.5;
+        return FastReal(t->m_nTag, probe) ? kStepReal : kStepGeneral;
+    }
+    }
+}
+
+} // namespace
+
 void CFunction::BuildProgram() {
     m_Program.clear();
-    m_Jumps.clear();
     std::unordered_map<const CToken*, int> where;
     for (const CToken* t = m_Tokens.m_pFirst; t; t = t->m_pNext) {
         where[t] = int(m_Program.size());
-        m_Program.push_back(t);
+        m_Program.push_back({t, t->GetValue(), t->m_nArg, -1, StepOf(t)});
     }
-    m_Jumps.reserve(m_Program.size());
-    for (const CToken* t : m_Program) {
-        auto found = t->m_pJump ? where.find(t->m_pJump) : where.end();
-        m_Jumps.push_back(found == where.end() ? -1 : found->second);
+    for (CStep& step : m_Program) {
+        auto found = step.token->m_pJump ? where.find(step.token->m_pJump) : where.end();
+        if (found != where.end()) step.jump = found->second;
     }
 }
 
@@ -220,10 +258,10 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
 void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size, bool topLevel) {
     if (!m_Tokens.m_pFirst) return;
     if (m_Program.empty()) BuildProgram();
-    const CToken* const* program = m_Program.data();
+    const CStep* program = m_Program.data();
     const int count = int(m_Program.size());
     int pc = 0;
-    const CToken* t = program[0];
+    const CToken* t = program[0].token;
     switch (t->m_nTag) {
     case ttConstant:
     case ttNamedConstant:
@@ -245,54 +283,76 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
         if (index < n - 1) throw CSyntaxError(159u);
     };
     while (pc < count) {
-        t = program[pc];
-        // Plain numbers first: a constant, a container value, and the four
-        // arithmetic operators on two reals, without the general dispatch.
-        const TTag tag = t->m_nTag;
-        if (tag <= ttVariable) {
-            const VARIANT* value = tag == ttConstant ? t->GetValue()
-                                   : vars            ? vars->DirectValue(t->m_nArg)
-                                                     : nullptr;
-            if (value && (value->vt == VT_R8 || value->vt == VT_I4)) {
-                if (index + 2 >= size) throw CSyntaxError(115u);
-                stack[++index] = *value;
-                ++pc;
-                continue;
-            }
-        } else if (tag >= ttIncrement && tag <= ttDivide && tag != ttSign && index >= 1) {
-            VARIANT& a = stack[index - 1];
-            VARIANT& b = stack[index];
-            // With a real on either side both are reals (SetNumericTypes).
-            if ((a.vt == VT_R8 && (b.vt == VT_R8 || b.vt == VT_I4)) ||
-                (a.vt == VT_I4 && b.vt == VT_R8)) {
-                const double x = a.vt == VT_R8 ? a.dblVal : double(a.lVal);
-                const double y = b.vt == VT_R8 ? b.dblVal : double(b.lVal);
-                if (tag != ttDivide || !(std::fabs(y) < 1e-12)) {
-                    switch (tag) {
-                    case ttIncrement:
-                        a.dblVal = x + y;
-                        break;
-                    case ttDecrement:
-                        a.dblVal = x - y;
-                        break;
-                    case ttMultiply:
-                        a.dblVal = x * y;
-                        break;
-                    default:
-                        a.dblVal = x / y;
-                        break;
-                    }
-                    a.vt = VT_R8;
-                    b.vt = VT_EMPTY;
-                    --index;
+        // Plain numbers first: a constant, a container value, the four
+        // arithmetic operators and the numeric functions of a real, without
+        // the general dispatch. Each falls back to it when its operands are
+        // of other types.
+        const CStep& step = program[pc];
+        switch (step.op) {
+        case kStepConst:
+            if (index + 2 >= size) throw CSyntaxError(115u);
+            stack[++index] = *step.value;
+            ++pc;
+            continue;
+        case kStepVar:
+            if (vars) {
+                const VARIANT* value = vars->DirectValue(step.arg);
+                if (value && (value->vt == VT_R8 || value->vt == VT_I4)) {
+                    if (index + 2 >= size) throw CSyntaxError(115u);
+                    stack[++index] = *value;
                     ++pc;
                     continue;
                 }
             }
-        } else if (index >= 0 && stack[index].vt == VT_R8 && FastReal(tag, stack[index].dblVal)) {
-            ++pc;
-            continue;
+            break;
+        case kStepAdd:
+        case kStepSub:
+        case kStepMul:
+        case kStepDiv:
+            if (index >= 1) {
+                VARIANT& a = stack[index - 1];
+                VARIANT& b = stack[index];
+                // With a real on either side both are reals (SetNumericTypes).
+                if ((a.vt == VT_R8 && (b.vt == VT_R8 || b.vt == VT_I4)) ||
+                    (a.vt == VT_I4 && b.vt == VT_R8)) {
+                    const double x = a.vt == VT_R8 ? a.dblVal : double(a.lVal);
+                    const double y = b.vt == VT_R8 ? b.dblVal : double(b.lVal);
+                    if (step.op != kStepDiv || !(std::fabs(y) < 1e-12)) {
+                        switch (step.op) {
+                        case kStepAdd:
+                            a.dblVal = x + y;
+                            break;
+                        case kStepSub:
+                            a.dblVal = x - y;
+                            break;
+                        case kStepMul:
+                            a.dblVal = x * y;
+                            break;
+                        default:
+                            a.dblVal = x / y;
+                            break;
+                        }
+                        a.vt = VT_R8;
+                        b.vt = VT_EMPTY;
+                        --index;
+                        ++pc;
+                        continue;
+                    }
+                }
+            }
+            break;
+        case kStepReal:
+            if (index >= 0 && stack[index].vt == VT_R8 &&
+                FastReal(step.token->m_nTag, stack[index].dblVal)) {
+                ++pc;
+                continue;
+            }
+            break;
+        default:
+            break;
         }
+        t = step.token;
+        const TTag tag = t->m_nTag;
         switch (tag) {
         case ttConstant:
         case ttNamedConstant: {
@@ -566,14 +626,14 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             VariantClear(&condition);
             --index;
             if (!taken) {
-                pc = m_Jumps[size_t(pc)];
+                pc = program[pc].jump;
                 if (pc < 0) goto done;
             }
             ++pc;
             continue;
         }
         case ttTransition:
-            pc = m_Jumps[size_t(pc)];
+            pc = program[pc].jump;
             if (pc < 0) goto done;
             ++pc;
             continue;

@@ -178,7 +178,6 @@ CFunction::~CFunction() {
 
 void CFunction::Flush() {
     m_Program.clear();
-    m_Jumps.clear();
     m_Tokens.Clear();
     m_Pending.Clear();
     if (m_pStack) {

@@ -369,6 +369,12 @@ private:
     CIndirectArray<CTokenList> m_Pending;
     // The list as an array, made at the first count: the walk then reads
     // tokens without chasing links. Jumps are indexes into it, -1 for none.
-    std::vector<const CToken*> m_Program;
-    std::vector<int> m_Jumps;
+    struct CStep {
+        const CToken* token;
+        const VARIANT* value; // a plain constant's value
+        std::int64_t arg;
+        std::int32_t jump;
+        std::uint8_t op; // a quick path to try first, or 0
+    };
+    std::vector<CStep> m_Program;
 };

@@ -280,3 +280,25 @@ TEST(FormulaFunctions, GetArrayItemForAggregates) {
     EXPECT_EQ(3.0, item.dblVal);
     VariantClear(&vector);
 }
+
+TEST(FormulaFunctions, NullAndEmptyTexts) {
+    Evaluator e;
+    VARIANT null;
+    null.vt = VT_BSTR;
+    null.bstrVal = nullptr; // as a foreign object may hand over
+    e.vars.SetValue(u"n", null);
+    EXPECT_EQ(CString(u"0"), e.Eval(u"length(n)"));
+    EXPECT_EQ(CString(u""), e.Eval(u"ucase(n) & lcase(n) & plainText(n) & -n"));
+    EXPECT_EQ(CString(u"true"), e.Eval(u"n like \"\""));
+    EXPECT_EQ(CString(u"true"), e.Eval(u"n = \"\""));
+    EXPECT_EQ(CString(u"-1"), e.Eval(u"instr(n, \"a\")"));
+    EXPECT_EQ(CString(u"0"), e.Eval(u"instr(\"abc\", n)"));
+    EXPECT_EQ(CString(u""), e.Eval(u"substr(n, 0, 5) & replace(n, \"a\", \"b\") & wrap(n, 1, \"|\")"));
+    EXPECT_EQ(CString(u""), e.Eval(u"split(n, \",\")"));
+    EXPECT_EQ(CString(u"0"), e.Eval(u"n + 0"));
+    EXPECT_EQ(CString(u"n"), e.Eval(u"min(n, \"n\") & \"n\""));
+    EXPECT_EQ(CString(u""), e.Eval(u"format(n, 1)"));
+    EXPECT_EQ(CString(u"abc"), e.Eval(u"totime(\"abc\")"));
+    EXPECT_EQ(CString(u"datetime: неверный формат даты/времени."), e.Eval(u"datetime(n)"));
+    EXPECT_EQ(CString(u""), e.Eval(u"formatList(n, \",\", sortAsc, compactFull, \"-\", \", \")"));
+}
