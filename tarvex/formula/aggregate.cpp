@@ -138,6 +138,8 @@ void CFunction::AgregFunc(const CToken* token, VARIANT& top) {
     if (!aggregate) throw CSyntaxError(148u);
     // Nested aggregates run nested evaluations on the same thread stack.
     if (!tarvex::HasStackRoom()) throw CSyntaxError(115u);
+    // A local variable or `this` stands for its value.
+    ConvertVariableToValue(top);
     const int tag = int(token->m_nTag);
     CFunction* value = aggregate->GetValueFunction();
     CFunction* condition = aggregate->GetCondition();

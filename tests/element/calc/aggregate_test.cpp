@@ -157,3 +157,96 @@ TEST(ClpShortCode, NeedsTheElementContext) {
     EXPECT_NE(-1, f.GetLastError().Find(u"Контекст не определен"));
     EXPECT_FALSE(f.Initialize(u"element.clp_short_code(true, CODE)", b.room));
 }
+
+namespace {
+
+// A host collection: its enumerator hands out the numbers 1 to n.
+class Numbers : public IEnumVARIANT {
+public:
+    explicit Numbers(int count) : m_nCount(count) {}
+    HRESULT QueryInterface(REFIID riid, void** object) override {
+        *object = riid == IID_IEnumVARIANT || riid == IID_IUnknown ? this : nullptr;
+        if (*object) AddRef();
+        return *object ? S_OK : E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return ++m_nRefs; }
+    ULONG Release() override {
+        const ULONG left = --m_nRefs;
+        if (!left) delete this;
+        return left;
+    }
+    HRESULT Next(ULONG, VARIANT* items, ULONG* fetched) override {
+        *fetched = 0;
+        if (m_nNext >= m_nCount) return S_FALSE;
+        items[0].vt = VT_I4;
+        items[0].lVal = ++m_nNext;
+        *fetched = 1;
+        return S_OK;
+    }
+    HRESULT Skip(ULONG) override { return E_NOTIMPL; }
+    HRESULT Reset() override {
+        m_nNext = 0;
+        return S_OK;
+    }
+    HRESULT Clone(IEnumVARIANT**) override { return E_NOTIMPL; }
+
+private:
+    virtual ~Numbers() = default;
+    ULONG m_nRefs = 0;
+    int m_nCount;
+    int m_nNext = 0;
+};
+
+class Collection : public TXFunctionObjects::CFunctionObjectBase {
+public:
+    explicit Collection(int count) : m_nCount(count) {}
+    HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override {
+        *ids = -1;
+        return S_OK;
+    }
+    HRESULT Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                   UINT*) override {
+        if (id != DISPID_NEWENUM) return E_FAIL;
+        auto* numbers = new Numbers(m_nCount);
+        numbers->AddRef();
+        result->vt = VT_UNKNOWN;
+        result->punkVal = numbers;
+        return S_OK;
+    }
+
+private:
+    int m_nCount;
+};
+
+// Refuses to enumerate.
+class NotACollection : public Collection {
+public:
+    NotACollection() : Collection(0) {}
+    HRESULT Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+        return E_FAIL;
+    }
+};
+
+CString OverThis(TXFunctionObjects::CFunctionObjectBase* object, const char16_t* text) {
+    CCompiledFunction f;
+    f.SetThisFunctionObject(object);
+    if (!f.Initialize(text, nullptr)) return f.GetLastError();
+    f.SetParameters(nullptr);
+    CString out;
+    f.CountStr(out);
+    return out;
+}
+
+} // namespace
+
+TEST(Aggregates, HostCollectionsAreEnumerated) {
+    Collection four(4), none(0);
+    EXPECT_EQ(CString(u"10"), OverThis(&four, u"sum(this, item)"));
+    EXPECT_EQ(CString(u"3"), OverThis(&four, u"count(this, all, item > 1)"));
+    EXPECT_EQ(CString(u"2"), OverThis(&four, u"first(this, item * item > 3)"));
+    EXPECT_EQ(CString(u"0"), OverThis(&none, u"count(this, all)"));
+    EXPECT_EQ(CString(), OverThis(&none, u"avg(this, item)"));
+    NotACollection refusing;
+    EXPECT_EQ(CString(u"Ошибка при вычислении формулы: Ошибка при вызове метода."),
+              OverThis(&refusing, u"sum(this, item)"));
+}
