@@ -1,6 +1,7 @@
 #include "tarvex/formula/elementcompiler.h"
 
 #include <memory>
+#include <mutex>
 
 #include "tarvex/formula/aggregate.h"
 #include "tarvex/formula/elementvariables.h"
@@ -79,19 +80,30 @@ char16_t QueryLetter(int id) {
 } // namespace
 
 qrksFunctionCompiler::qrksFunctionCompiler() {
-    // The base constructor ran its own InitCompiler: the words of this class
-    // are added now.
+    // The base constructor made its table before this class existed.
     InitCompiler();
 }
 
-void qrksFunctionCompiler::InitCompiler() {
-    CFunctionCompiler::InitCompiler();
-    for (const ElementWord& word : kElementWords) m_pNameSpace->AddWord(word.name, word.id, 0);
+CNameSpace* qrksFunctionCompiler::ElementWords() {
+    // Built once under call_once, then only read: a compiler per formula
+    // costs no table of its own.
+    static CNameSpace* words = nullptr;
+    static std::once_flag once;
+    std::call_once(once, [] {
+        auto* table = new CNameSpace(u"", CFunctionCompiler().GetGlobalNamespace());
+        for (const ElementWord& word : kElementWords) table->AddWord(word.name, word.id, 0);
+        words = table;
+    });
+    return words;
 }
 
-bool qrksFunctionCompiler::IsOwnWord(const char16_t* name, int& id) const {
+CNameSpace* qrksFunctionCompiler::GetGlobalNamespace() {
+    return ElementWords();
+}
+
+bool qrksFunctionCompiler::IsOwnWord(const char16_t* name, int& id) {
     tagRWData data{};
-    id = m_pNameSpace ? m_pNameSpace->IsMyNamespaceWord(name, data) : 0;
+    id = ElementWords()->IsMyNamespaceWord(name, data);
     return id != 0;
 }
 

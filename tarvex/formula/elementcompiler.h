@@ -41,7 +41,8 @@ public:
     qrksFunctionCompiler();
     ~qrksFunctionCompiler() override = default;
 
-    void InitCompiler() override;
+    // The language's words with this class's own above them.
+    CNameSpace* GetGlobalNamespace() override;
     void OnRegisteredKeyword(int id, _tagCompilerContext& ctx) override;
     void OnUnknownPrefix(int prefix, _tagCompilerContext& ctx) override;
     void OnUserKeyword(const char16_t* name, _tagCompilerContext& ctx) override;
@@ -67,7 +68,9 @@ protected:
                      _tagCompilerContext& ctx);
 
 private:
-    bool IsOwnWord(const char16_t* name, int& id) const;
+    static CNameSpace* ElementWords();
+    // A word of this class's own table (not the language's).
+    static bool IsOwnWord(const char16_t* name, int& id);
 
     CTXFunctionVariable m_This{u"this"};
     // One per use of `element` that a token holds; they live as long as the
