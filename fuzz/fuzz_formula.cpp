@@ -1,7 +1,7 @@
 // Arbitrary text through the formula language: compile, evaluate twice (the
 // second run meets the constant cache), render, scan for identifiers and
 // replace them; then every function name with argument lists drawn from the
-// input. Every failure must be a CSyntaxError (or the designed HRESULT of
+// input. Every failure must be a CSyntaxError (or the HRESULT thrown by
 // localdatetime), never a crash, hang, leak or overflow.
 #include <cstddef>
 #include <cstdint>

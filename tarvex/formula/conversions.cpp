@@ -152,7 +152,7 @@ bool CFunction::AsBool(const VARIANT& v) {
     case VT_INT:
     case VT_UINT:
     case VT_HRESULT:
-        return (std::uint32_t(v.lVal) & 0xFFFFu) != 0; // low 16 bits, by design
+        return (std::uint32_t(v.lVal) & 0xFFFFu) != 0; // the low 16 bits only, on purpose
     case VT_R4:
         return !(v.fltVal == 0);
     case VT_R8:

@@ -134,6 +134,9 @@ enum : std::uint8_t {
     kStepMul,
     kStepDiv,
     kStepReal,
+    kStepCompare,
+    kStepAnd,
+    kStepOr,
 };
 
 std::uint8_t StepOf(const CFunction::CToken* t) {
@@ -339,6 +342,67 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                         continue;
                     }
                 }
+            }
+            break;
+        case kStepCompare:
+            if (index >= 1) {
+                VARIANT& a = stack[index - 1];
+                VARIANT& b = stack[index];
+                int order = 2;
+                // The order CompareVariants gives numbers: the sign of the
+                // difference, NaN greater from a real and less from an integer.
+                if (a.vt == VT_R8 && (b.vt == VT_R8 || b.vt == VT_I4)) {
+                    const double d = a.dblVal - (b.vt == VT_R8 ? b.dblVal : double(b.lVal));
+                    order = d < 0 ? -1 : d == 0 ? 0 : 1;
+                } else if (a.vt == VT_I4 && b.vt == VT_R8) {
+                    const double d = b.dblVal - double(a.lVal);
+                    order = d < 0 ? 1 : d == 0 ? 0 : -1;
+                } else if (a.vt == VT_I4 && b.vt == VT_I4) {
+                    order = a.lVal < b.lVal ? -1 : a.lVal == b.lVal ? 0 : 1;
+                }
+                if (order != 2) {
+                    bool result;
+                    switch (step.token->m_nTag) {
+                    case ttEqual:
+                        result = order == 0;
+                        break;
+                    case ttNotEqual:
+                        result = order != 0;
+                        break;
+                    case ttLess:
+                        result = order < 0;
+                        break;
+                    case ttGreater:
+                        result = order > 0;
+                        break;
+                    case ttLessOrEqual:
+                        result = order <= 0;
+                        break;
+                    default:
+                        result = order >= 0;
+                        break;
+                    }
+                    a.vt = VT_BOOL;
+                    a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
+                    b.vt = VT_EMPTY;
+                    --index;
+                    ++pc;
+                    continue;
+                }
+            }
+            break;
+        case kStepAnd:
+        case kStepOr:
+            if (index >= 1 && stack[index - 1].vt == VT_BOOL && stack[index].vt == VT_BOOL) {
+                VARIANT& a = stack[index - 1];
+                const bool left = a.boolVal != 0;
+                const bool right = std::uint16_t(stack[index].boolVal) == 0xFFFF;
+                a.boolVal = (step.op == kStepAnd ? left && right : left || right) ? VARIANT_TRUE
+                                                                                  : VARIANT_FALSE;
+                stack[index].vt = VT_EMPTY;
+                --index;
+                ++pc;
+                continue;
             }
             break;
         case kStepReal:

@@ -87,7 +87,7 @@ bool CFunction::IsLike(const CString& text, const CString& mask) {
                 if (p > length) return false;
                 const int found = text.Find(fragment, int(p));
                 if (found < 0) return false;
-                p += found + f; // from the start of the text, by design
+                p += found + f; // counted from the start of the text, on purpose
             }
         } else if (openBefore) {
             if (length < p + f) return false;

@@ -46,7 +46,7 @@ TEST(FormulaEvaluation, SignsAndNumbers) {
     EXPECT_EQ(CString(u"0"), e.Eval(u"(0-2147483647-1) % -1"));
 }
 
-TEST(FormulaEvaluation, ArithmeticAsDesigned) {
+TEST(FormulaEvaluation, ArithmeticThatLooksWrongButIsMeant) {
     Evaluator e;
     EXPECT_EQ(CString(u"false"), e.Eval(u"2^3 = 8"));
     EXPECT_EQ(CString(u"8"), e.Eval(u"string(2^3)"));

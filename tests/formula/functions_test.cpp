@@ -293,7 +293,8 @@ TEST(FormulaFunctions, NullAndEmptyTexts) {
     EXPECT_EQ(CString(u"true"), e.Eval(u"n = \"\""));
     EXPECT_EQ(CString(u"-1"), e.Eval(u"instr(n, \"a\")"));
     EXPECT_EQ(CString(u"0"), e.Eval(u"instr(\"abc\", n)"));
-    EXPECT_EQ(CString(u""), e.Eval(u"substr(n, 0, 5) & replace(n, \"a\", \"b\") & wrap(n, 1, \"|\")"));
+    EXPECT_EQ(CString(u""),
+              e.Eval(u"substr(n, 0, 5) & replace(n, \"a\", \"b\") & wrap(n, 1, \"|\")"));
     EXPECT_EQ(CString(u""), e.Eval(u"split(n, \",\")"));
     EXPECT_EQ(CString(u"0"), e.Eval(u"n + 0"));
     EXPECT_EQ(CString(u"n"), e.Eval(u"min(n, \"n\") & \"n\""));
@@ -301,4 +302,18 @@ TEST(FormulaFunctions, NullAndEmptyTexts) {
     EXPECT_EQ(CString(u"abc"), e.Eval(u"totime(\"abc\")"));
     EXPECT_EQ(CString(u"datetime: неверный формат даты/времени."), e.Eval(u"datetime(n)"));
     EXPECT_EQ(CString(u""), e.Eval(u"formatList(n, \",\", sortAsc, compactFull, \"-\", \", \")"));
+}
+
+TEST(FormulaFunctions, TextBuiltFromNumbersRepeatedly) {
+    Evaluator e;
+    e.SetReal(u"a", 1.1);
+    e.SetReal(u"b", 2.2);
+    auto function = e.Compile(u"\"P-\" & string(a) & \"/\" & format(\"%.1f\", b)");
+    VARIANT out;
+    VariantInit(&out);
+    for (int i = 0; i < 3; ++i) {
+        function->Count(out, &e.vars); // the previous result is released first
+        EXPECT_EQ(CString(u"P-1.1/2.2"), CFunction::AsString(out));
+    }
+    VariantClear(&out);
 }
