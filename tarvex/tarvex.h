@@ -79,10 +79,15 @@
 #include "tarvex/element/paramsowner.h"
 
 #include "tarvex/formula/activescriptinghost.h"
+#include "tarvex/formula/aggregate.h"
+#include "tarvex/formula/compiledfunction.h"
 #include "tarvex/formula/compiler.h"
+#include "tarvex/formula/elementcompiler.h"
+#include "tarvex/formula/elementvariables.h"
 #include "tarvex/formula/function.h"
 #include "tarvex/formula/functioncompiler.h"
 #include "tarvex/formula/objects/functionobjectbase.h"
+#include "tarvex/formula/structquery.h"
 #include "tarvex/formula/syntaxerror.h"
 #include "tarvex/formula/variables.h"
 

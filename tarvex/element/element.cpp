@@ -18,12 +18,6 @@ constexpr int64_t kChildrenPhysicalLength = 4;
 constexpr int64_t kChildrenDelta = 16;
 constexpr int64_t kChildrenMaximumDelta = -8;
 
-bool IsBlank(const CString& text) {
-    for (int i = 0; i < text.GetLength(); ++i)
-        if (!iswspace16(text[i])) return false;
-    return true;
-}
-
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -271,28 +265,3 @@ void CElement::InheritParametersFrom(const CElement* source) {
     }
 }
 
-CParam* CElement::QueryParameter(const char16_t* name, CString& errorText, CElement*& owner) {
-    if (name && name[0] == u'@') {
-        // Structural paths are resolved by the formula layer's queries.
-        owner = nullptr;
-        return nullptr;
-    }
-    owner = this;
-    errorText.Empty();
-    return GetParameter(name);
-}
-
-CParam* CElement::QueryParameterInherited(const char16_t* name, CString& errorText,
-                                          bool skipEmpty) {
-    if (name && name[0] == u'@') return nullptr; // structural: see QueryParameter
-    errorText.Empty();
-    for (CElement* element = this; element; element = element->m_pParent) {
-        CParam* param = element->GetParameter(name);
-        if (param && !(skipEmpty && IsBlank(param->m_strValue))) return param;
-    }
-    return nullptr;
-}
-
-CElement* CElement::StructQueryChild(const char16_t*) {
-    return nullptr; // structural paths are resolved by the formula layer's queries
-}

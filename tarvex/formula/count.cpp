@@ -793,8 +793,16 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
         case ttUnused97:
             break;
         default:
-            if (t->m_nTag >= ttExists && t->m_nTag <= ttStrMax) throw CSyntaxError(113u);
-            if (t->m_nTag == ttClpShortCode) throw CSyntaxError(113u);
+            if (t->m_nTag >= ttExists && t->m_nTag <= ttStrMax) {
+                need(1);
+                AgregFunc(t, stack[index]);
+                break;
+            }
+            if (t->m_nTag == ttClpShortCode) {
+                need(1);
+                ClpSortCode(t, stack[index]);
+                break;
+            }
             {
                 const int n = OperandsOf(t);
                 need(n);

@@ -1,5 +1,7 @@
 #include "tarvex/formula/function.h"
 
+#include "tarvex/formula/aggregate.h"
+
 #include <mutex>
 #include <unordered_map>
 
@@ -214,6 +216,9 @@ static CFunction* CopyNested(const CFunction* from, const CopyMap& map) {
     copy->InheritContext(from);
     copy->SetElementContext(from->GetElementContext());
     CopyTokens(from->GetTokens(), const_cast<CFunction::CTokenList&>(copy->GetTokens()), map);
+    // Appended tokens bypass the flag updates: a body reading `item` must
+    // not pass for constant and cache its first result.
+    copy->CopyFlagsFrom(*from);
     return copy;
 }
 
@@ -231,6 +236,21 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
                                                          CopyNested(c->m_pResult, map)));
             }
             copy = select;
+        } else if (t->m_nTag >= CFunction::ttExists && t->m_nTag <= CFunction::ttStrMax) {
+            const auto* source = static_cast<const CFunction::CAgregFuncToken*>(t);
+            auto* aggregate = new CFunction::CAgregFuncToken(t->m_nTag);
+            aggregate->SetArguments(CopyNested(source->GetValueFunction(), map),
+                                    CopyNested(source->GetCondition(), map));
+            aggregate->ShareVars(*source);
+            copy = aggregate;
+        } else if (t->m_nTag == CFunction::ttClpShortCode) {
+            const auto* source = static_cast<const CFunction::CClpShortCodeToken*>(t);
+            auto* code = new CFunction::CClpShortCodeToken;
+            code->SetArguments(CopyNested(source->GetCondition(), map),
+                               CopyNested(source->GetCode(), map),
+                               CopyNested(source->GetSeparator(), map));
+            code->ShareVars(*source);
+            copy = code;
         } else {
             copy = new CFunction::CToken(t->m_nTag);
         }

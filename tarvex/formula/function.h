@@ -156,6 +156,11 @@ public:
         CFunction* m_pResult;
     };
 
+    // Aggregates (tags ttExists to ttStrMax): see aggregate.h.
+    class CAgregFuncToken;
+    // clp_short_code: see aggregate.h.
+    class CClpShortCodeToken;
+
     class CSelectCaseToken : public CToken {
     public:
         CSelectCaseToken() : CToken(ttCase) {}
@@ -216,6 +221,11 @@ public:
     CToken* AddToken(const char16_t* name, CTranslationContext& ctx);
     CToken* AddToken(std::int64_t arg, TTag tag, CTranslationContext& ctx);
     CToken* AddToken(const VARIANT& value, CTranslationContext& ctx, TTag tag = ttConstant);
+    // A token of a derived class made by the caller; the function owns it.
+    CToken* AddCustomToken(CToken* token, CTranslationContext& ctx) {
+        InsertToken(token, ctx);
+        return token;
+    }
     CToken* AddVaribaleToken(const char16_t* name, CTranslationContext& ctx);
     CToken* AddTokenAfter(TTag tag, CTranslationContext& ctx);
     void DeleteToken(CToken* token, CTranslationContext& ctx);
@@ -245,6 +255,11 @@ public:
     void SetCOMContext(IDispatch* object);
     void InheritContext(const CFunction* from);
     void SetCurrentItem(VARIANT* item) { m_pCurrentItem = item; }
+    // The constant and uses-object flags, for a copy built token by token.
+    void CopyFlagsFrom(const CFunction& other) {
+        m_bConstant = other.m_bConstant;
+        m_bUsesObject = other.m_bUsesObject;
+    }
     void Flush();
 
     const CTokenList& GetTokens() const { return m_Tokens; }
@@ -326,6 +341,11 @@ private:
     static void Abs(VARIANT& a);
 
     void Item(VARIANT* stack, int& index, const CToken* token);
+    // Runs an aggregate over the source on top of the stack (aggregate.cpp).
+    void AgregFunc(const CToken* token, VARIANT& top);
+    // Replaces the element context on top of the stack by the code built
+    // up its ancestors (clpshortcode.cpp).
+    void ClpSortCode(const CToken* token, VARIANT& top);
     static void ArrayItem(int n, VARIANT* stack, int& index);
     static void CollectionItem(int n, VARIANT* stack, int& index);
     void ComMethod(VARIANT* stack, int& index, const CToken* token);

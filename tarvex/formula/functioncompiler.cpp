@@ -226,6 +226,14 @@ void CFunctionCompiler::OnRegisteredKeywordInStructuredQuery(int, CString&) {
     Error(113u);
 }
 
+void CFunctionCompiler::ReadAgregFunc(CFunction::TTag, _tagCompilerContext&) {
+    Error(113u);
+}
+
+void CFunctionCompiler::ReadClpShortCode(_tagCompilerContext&) {
+    Error(113u);
+}
+
 void CFunctionCompiler::OnUnknownPrefix(int, _tagCompilerContext&) {
     Error(109u);
 }
@@ -582,8 +590,14 @@ void CFunctionCompiler::ReadWord(int id, _tagCompilerContext& ctx) {
         ReadFormatList(ctx);
         return;
     default:
-        // clp_short_code and the aggregates need an element tree; the
-        // stand-alone language refuses them.
+        if (TagOfWord(id) >= CFunction::ttExists && TagOfWord(id) <= CFunction::ttStrMax) {
+            ReadAgregFunc(TagOfWord(id), ctx);
+            return;
+        }
+        if (id == kIdClpShortCode) {
+            ReadClpShortCode(ctx);
+            return;
+        }
         Error(113u);
     }
 }

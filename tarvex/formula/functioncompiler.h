@@ -47,6 +47,11 @@ public:
     virtual void OnUnknownPrefix(int prefix, _tagCompilerContext& ctx);
     virtual void OnUserKeyword(const char16_t* name, _tagCompilerContext& ctx);
     virtual void OnRegisteredKeywordInStructuredQuery(int id, CString& text);
+    // An aggregate word (exists ... strMax); refused here: the aggregates
+    // need the element-bound compiler.
+    virtual void ReadAgregFunc(CFunction::TTag tag, _tagCompilerContext& ctx);
+    // clp_short_code(condition, code, separator); refused here as well.
+    virtual void ReadClpShortCode(_tagCompilerContext& ctx);
     virtual unsigned short GetVarType(const char16_t* name, unsigned long type);
     CNameSpace* GetGlobalNamespace() override;
 
