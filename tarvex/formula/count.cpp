@@ -12,6 +12,24 @@
 
 namespace {
 
+// Whether an order of two operands (-1, 0, 1) satisfies a comparison token.
+inline bool OrderSatisfies(int tag, int order) {
+    switch (tag) {
+    case CFunction::ttEqual:
+        return order == 0;
+    case CFunction::ttNotEqual:
+        return order != 0;
+    case CFunction::ttLess:
+        return order < 0;
+    case CFunction::ttGreater:
+        return order > 0;
+    case CFunction::ttLessOrEqual:
+        return order <= 0;
+    default:
+        return order >= 0;
+    }
+}
+
 // Plain values own nothing: clearing them is forgetting the type.
 inline void ClearSlot(VARIANT& v) {
     if (v.vt < VT_BSTR || v.vt == VT_BOOL)
@@ -378,27 +396,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                     order = a.lVal < b.lVal ? -1 : a.lVal == b.lVal ? 0 : 1;
                 }
                 if (order != 2) {
-                    bool result;
-                    switch (step.token->m_nTag) {
-                    case ttEqual:
-                        result = order == 0;
-                        break;
-                    case ttNotEqual:
-                        result = order != 0;
-                        break;
-                    case ttLess:
-                        result = order < 0;
-                        break;
-                    case ttGreater:
-                        result = order > 0;
-                        break;
-                    case ttLessOrEqual:
-                        result = order <= 0;
-                        break;
-                    default:
-                        result = order >= 0;
-                        break;
-                    }
+                    const bool result = OrderSatisfies(step.token->m_nTag, order);
                     a.vt = VT_BOOL;
                     a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
                     b.vt = VT_EMPTY;
@@ -540,27 +538,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                     // NaN counting as greater.
                     const double d = x - y;
                     const int order = d < 0 ? -1 : d == 0 ? 0 : 1;
-                    bool result;
-                    switch (t->m_nTag) {
-                    case ttEqual:
-                        result = order == 0;
-                        break;
-                    case ttNotEqual:
-                        result = order != 0;
-                        break;
-                    case ttLess:
-                        result = order < 0;
-                        break;
-                    case ttGreater:
-                        result = order > 0;
-                        break;
-                    case ttLessOrEqual:
-                        result = order <= 0;
-                        break;
-                    default:
-                        result = order >= 0;
-                        break;
-                    }
+                    const bool result = OrderSatisfies(t->m_nTag, order);
                     a.vt = VT_BOOL;
                     a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
                     break;
@@ -672,27 +650,7 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 break;
             default: {
                 const int order = Compare(a, b);
-                bool result = false;
-                switch (t->m_nTag) {
-                case ttEqual:
-                    result = order == 0;
-                    break;
-                case ttNotEqual:
-                    result = order != 0;
-                    break;
-                case ttLess:
-                    result = order < 0;
-                    break;
-                case ttGreater:
-                    result = order > 0;
-                    break;
-                case ttLessOrEqual:
-                    result = order <= 0;
-                    break;
-                default:
-                    result = order >= 0;
-                    break;
-                }
+                const bool result = OrderSatisfies(t->m_nTag, order);
                 VariantClear(&a);
                 a.vt = VT_BOOL;
                 a.boolVal = result ? VARIANT_TRUE : VARIANT_FALSE;
