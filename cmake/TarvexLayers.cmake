@@ -8,13 +8,15 @@ set_property(GLOBAL PROPERTY TARVEX_LAYERS "")
 
 configure_file(${CMAKE_SOURCE_DIR}/cmake/version.h.in ${TARVEX_GENERATED}/tarvex/version.h @ONLY)
 
-# tarvex_layer(name [DIR folder] [DEPENDS layer...]) declares a subsystem.
+# tarvex_layer(name [DIR folder] [DEPENDS layer...] [LIBS library...])
+# declares a subsystem. LIBS are system libraries the layer calls (plain
+# names or imported targets); the library links them privately.
 # DIR defaults to the name; a layer may sit in a subfolder of another
 # (DIR element/calc), and the outer layer then neither compiles nor sees it.
 # Sources and staging are settled in tarvex_library(), once every layer is
 # known.
 function(tarvex_layer name)
-    cmake_parse_arguments(LAYER "" "DIR" "DEPENDS" ${ARGN})
+    cmake_parse_arguments(LAYER "" "DIR" "DEPENDS;LIBS" ${ARGN})
     if(NOT LAYER_DIR)
         set(LAYER_DIR ${name})
     endif()
@@ -28,6 +30,10 @@ function(tarvex_layer name)
     foreach(dep IN LISTS LAYER_DEPENDS)
         target_link_libraries(tarvex_${name} PUBLIC tarvex_${dep})
     endforeach()
+    if(LAYER_LIBS)
+        target_link_libraries(tarvex_${name} PUBLIC ${LAYER_LIBS})
+        set_property(GLOBAL APPEND PROPERTY TARVEX_LIBS ${LAYER_LIBS})
+    endif()
     set_property(GLOBAL APPEND PROPERTY TARVEX_LAYERS ${name})
 endfunction()
 
@@ -99,6 +105,18 @@ function(tarvex_library)
         target_include_directories(tarvex PUBLIC $<BUILD_INTERFACE:${TARVEX_LAYER_ROOT}/${layer}>)
     endforeach()
     target_compile_features(tarvex PUBLIC cxx_std_20)
+    # System libraries by plain name, so that a static library's consumers
+    # (CMake package or pkg-config) link them too.
+    get_property(libs GLOBAL PROPERTY TARVEX_LIBS)
+    set(TARVEX_PC_LIBS_PRIVATE "")
+    if(libs)
+        list(REMOVE_DUPLICATES libs)
+        target_link_libraries(tarvex PRIVATE ${libs})
+        foreach(lib IN LISTS libs)
+            string(APPEND TARVEX_PC_LIBS_PRIVATE " -l${lib}")
+        endforeach()
+        string(STRIP "${TARVEX_PC_LIBS_PRIVATE}" TARVEX_PC_LIBS_PRIVATE)
+    endif()
 
     install(TARGETS tarvex EXPORT TarvexTargets
             LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

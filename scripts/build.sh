@@ -26,7 +26,7 @@ test)
     configure_and_build "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
     ctest --test-dir "$root/build" --output-on-failure -j "$jobs"
     configure_and_build "$root/build-sanitize" -DCMAKE_BUILD_TYPE=Debug -DTARVEX_SANITIZE=ON
-    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
         ctest --test-dir "$root/build-sanitize" --output-on-failure -j "$jobs"
     ;;
 *)

@@ -6,7 +6,10 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config locales
     googletest libgtest-dev libgmock-dev libbenchmark-dev
-    libxml2-utils libpugixml-dev rapidjson-dev
+    duktape-dev
+    libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
+    unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
+    libxml2-utils libpugixml-dev
 )
 
 missing=()

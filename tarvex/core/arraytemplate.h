@@ -5,15 +5,23 @@
 // the delta changes once an array passes 64 elements (see UpdateDelta). Small
 // arrays therefore grow by a constant step, large ones by a doubling step.
 //
-// The buffer comes from array new, so class-type elements are
-// default-constructed for the whole capacity and moved between buffers by
-// assignment; trivially copyable elements are block-copied. Indexes are not
-// checked: the caller is trusted.
+// For class-type elements the buffer comes from array new, so they are
+// default-constructed for the whole block and moved between buffers by
+// assignment; plain elements (pointers, numbers, plain records) live in a C
+// heap block resized by realloc. The delta policy bounds the growth step of
+// a large array, which would make filling a million-element array quadratic;
+// so above a few thousand elements the block behind the physical length is
+// rounded up to a power of two (BlockFor) and most growth steps only move
+// the physical length within it. What the policy shows (GetPhysicalLength)
+// is unchanged. Indexes are not checked: the caller is trusted.
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -55,7 +63,7 @@ public:
         m_nLength = 0;
         if (m_nPhysicalLength < other.m_nPhysicalLength) {
             T* data = Allocate(other.m_nPhysicalLength);
-            delete[] m_pData;
+            Free(m_pData);
             m_pData = data;
             m_nPhysicalLength = other.m_nPhysicalLength;
         }
@@ -68,7 +76,7 @@ public:
 
     TArrayTemplate& operator=(TArrayTemplate&& other) noexcept {
         if (this == &other) return *this;
-        delete[] m_pData;
+        Free(m_pData);
         m_nPhysicalLength = other.m_nPhysicalLength;
         m_nDelta = other.m_nDelta;
         m_nMaximumDelta = other.m_nMaximumDelta;
@@ -78,7 +86,7 @@ public:
         return *this;
     }
 
-    virtual ~TArrayTemplate() { delete[] m_pData; }
+    virtual ~TArrayTemplate() { Free(m_pData); }
 
     // Items are taken by value: the parameter is a private copy, so adding an
     // element of this very array stays correct when the buffer moves.
@@ -120,11 +128,18 @@ public:
     int ResizeAndInsert(int64_t index, T item) {
         if (m_nDelta == 0) return 0;
         const int64_t capacity = m_nPhysicalLength + m_nDelta;
+        if (m_pData && BlockFor(capacity) == BlockFor(m_nPhysicalLength)) {
+            if (index < m_nLength) ShiftUp(index);
+            m_pData[index] = std::move(item);
+            m_nPhysicalLength = capacity;
+            ++m_nLength;
+            return 1;
+        }
         T* data = Allocate(capacity);
         data[index] = std::move(item);
         MoveElements(data, m_pData, index);
         MoveElements(data + index + 1, m_pData + index, m_nLength - index);
-        delete[] m_pData;
+        Free(m_pData);
         m_pData = data;
         m_nPhysicalLength = capacity;
         ++m_nLength;
@@ -182,7 +197,7 @@ public:
     void Flush() {
         Clear();
         T* data = Allocate(m_nDelta);
-        delete[] m_pData;
+        Free(m_pData);
         m_pData = data;
         m_nPhysicalLength = m_nDelta;
     }
@@ -231,7 +246,35 @@ public:
     int64_t GetMaximumDelta() const { return m_nMaximumDelta; }
 
 protected:
-    static T* Allocate(int64_t count) { return new T[static_cast<std::size_t>(count)]; }
+    static constexpr bool kPlain = std::is_trivially_copyable_v<T> &&
+                                   std::is_trivially_destructible_v<T> &&
+                                   std::is_trivially_default_constructible_v<T>;
+
+    // Elements in the block behind a physical length: exact for the many
+    // small arrays, a power of two for large ones.
+    static int64_t BlockFor(int64_t physicalLength) {
+        constexpr int64_t kExactUpTo = 4096;
+        if (physicalLength <= kExactUpTo) return physicalLength;
+        return static_cast<int64_t>(std::bit_ceil(static_cast<uint64_t>(physicalLength)));
+    }
+
+    // A block for the physical length `count`.
+    static T* Allocate(int64_t count) {
+        const auto elements = static_cast<std::size_t>(BlockFor(count));
+        if constexpr (kPlain) {
+            void* data = std::malloc(elements * sizeof(T));
+            if (!data) throw std::bad_alloc();
+            return static_cast<T*>(data);
+        } else {
+            return new T[elements];
+        }
+    }
+    static void Free(T* data) {
+        if constexpr (kPlain)
+            std::free(data);
+        else
+            delete[] data;
+    }
 
     // Runs after a growth caused by adding; lengthBefore excludes the element
     // being added. A negative bound other than -1 is fixed, once, as a
@@ -263,9 +306,21 @@ protected:
     // Moves the elements in use into a new buffer of the given capacity,
     // which must hold them.
     void Reallocate(int64_t physicalLength) {
+        if (m_pData && BlockFor(physicalLength) == BlockFor(m_nPhysicalLength)) {
+            m_nPhysicalLength = physicalLength;
+            return;
+        }
+        if constexpr (kPlain) {
+            const auto bytes = static_cast<std::size_t>(BlockFor(physicalLength)) * sizeof(T);
+            void* data = std::realloc(m_pData, bytes);
+            if (!data) throw std::bad_alloc(); // the old block is still whole
+            m_pData = static_cast<T*>(data);
+            m_nPhysicalLength = physicalLength;
+            return;
+        }
         T* data = Allocate(physicalLength);
         MoveElements(data, m_pData, m_nLength);
-        delete[] m_pData;
+        Free(m_pData);
         m_pData = data;
         m_nPhysicalLength = physicalLength;
     }

@@ -22,15 +22,19 @@ public:
                             int64_t maximumDelta = -8)
         : Base(physicalLength, delta, maximumDelta), m_bOwnership(ownership) {}
 
-    // A copy holds the same pointers but borrows them: it never owns, so the
-    // objects are deleted once, by the original. Assigning a copy first
-    // deletes what this array owns, then borrows likewise.
+    // A copy holds the same pointers but borrows them: a new array has no
+    // flag of its own to keep, and borrowing means the objects are deleted
+    // once, by the original.
     CIndirectArray(const CIndirectArray& other) : Base(other), m_bOwnership(false) {}
+
+    // Assignment empties this array by the removal rule (an owning array
+    // deletes its objects), then copies the pointers and keeps its own flag.
+    // Copying pointers never clones: when both arrays own, the caller clears
+    // one flag first, or the objects are deleted twice.
     CIndirectArray& operator=(const CIndirectArray& other) {
         if (this == &other) return *this;
         Clear();
         Base::operator=(other);
-        m_bOwnership = false;
         return *this;
     }
 

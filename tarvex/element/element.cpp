@@ -3,6 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
+#include <vector>
+
+#include "tarvex/element/elementwalk_internal.h"
 
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/wide.h"
@@ -66,7 +70,23 @@ CElement::CElement(const CElement& source)
 CElement::~CElement() {
     delete[] m_pszName;
     delete[] m_pTags;
-    // Children go with the child array, then the parameters with the base.
+    if (!m_arrChildren.GetOwnership() || m_arrChildren.IsEmpty()) return;
+    // Each descendant is emptied before it is deleted, so no destructor
+    // reaches below itself: a chain of any depth goes without recursion.
+    std::vector<CElement*> doomed(m_arrChildren.begin(), m_arrChildren.end());
+    WithoutOwnership([this] { m_arrChildren.Flush(); });
+    while (!doomed.empty()) {
+        CElement* element = doomed.back();
+        doomed.pop_back();
+        if (element == nullptr) continue;
+        if (element->m_arrChildren.GetOwnership()) {
+            doomed.insert(doomed.end(), element->m_arrChildren.begin(),
+                          element->m_arrChildren.end());
+            element->WithoutOwnership([element] { element->m_arrChildren.Flush(); });
+        }
+        delete element;
+    }
+    // The parameters go with the base.
 }
 
 CElement& CElement::operator=(const CElement& source) {
@@ -96,14 +116,20 @@ void CElement::CopyFrom(const CElement* source) {
 }
 
 void CElement::ExactCopyChildrenFrom(const CElement& source) {
-    m_arrChildren.Resize(m_arrChildren.GetLength() + source.GetChildCount());
-    for (const CElement* from : source.m_arrChildren) {
-        CElement* child = new CElement(from->m_pszName, this, from->m_nId, from->m_nModelUID);
-        child->SetTagsCount(from->m_nTagsCount);
-        if (from->m_nTagsCount) std::copy_n(from->m_pTags, from->m_nTagsCount, child->m_pTags);
-        child->CopyParamsFrom(*from);
-        child->ExactCopyChildrenFrom(*from);
-    }
+    ForEachPaired(
+        source,
+        [](CElement* parent, const CElement* from, int64_t) {
+            CElement* child = new CElement(from->m_pszName, parent, from->m_nId, from->m_nModelUID);
+            child->SetTagsCount(from->m_nTagsCount);
+            if (from->m_nTagsCount) std::copy_n(from->m_pTags, from->m_nTagsCount, child->m_pTags);
+            child->CopyParamsFrom(*from);
+            return child;
+        },
+        [](CElement* copy, const CElement* from) {
+            if (from->GetChildCount())
+                copy->m_arrChildren.Resize(copy->m_arrChildren.GetLength() + from->GetChildCount());
+            return true;
+        });
 }
 
 // ---------------------------------------------------------------------------
@@ -132,42 +158,46 @@ int64_t CElement::GetNextElementId() {
 }
 
 int64_t CElement::GetMaxElementId(int64_t floor) const {
-    floor = std::max(floor, m_nId);
-    for (const CElement* child : m_arrChildren) floor = child->GetMaxElementId(floor);
+    ForEachPreOrder([&floor](const CElement* element) {
+        floor = std::max(floor, element->m_nId);
+        return true;
+    });
     return floor;
 }
 
 void CElement::SetNewElementIds(int64_t& next) {
-    m_nId = next++;
-    for (CElement* child : m_arrChildren) child->SetNewElementIds(next);
+    ForEachPreOrder([&next](CElement* element) {
+        element->m_nId = next++;
+        return true;
+    });
 }
 
 void CElement::ReplaceElementIds(const IdMap& map) {
-    const int64_t index = map.Find(m_nId);
-    if (index >= 0) m_nId = map[index].m_Value;
-    for (CElement* child : m_arrChildren) child->ReplaceElementIds(map);
+    ForEachPreOrder([&map](CElement* element) {
+        const int64_t index = map.Find(element->m_nId);
+        if (index >= 0) element->m_nId = map[index].m_Value;
+        return true;
+    });
 }
 
 bool CElement::ValidateElementIds() {
-    CSortedArray<int64_t> seen;
+    // A hash set, not a sorted array: insertion into the middle of a sorted
+    // array is quadratic on a tree of a million elements.
+    std::unordered_set<int64_t> seen;
     ElementList collisions;
-    CollectIdCollisions(seen, collisions);
+    ForEachPreOrder([&](CElement* element) {
+        if (!seen.insert(element->m_nId).second) collisions.Add(element);
+        return true;
+    });
     for (CElement* element : collisions) element->m_nId = GetNextElementId();
     return collisions.IsEmpty();
 }
 
-void CElement::CollectIdCollisions(CSortedArray<int64_t>& seen, ElementList& collisions) {
-    int64_t position;
-    if (seen.Search(m_nId, position) >= 0)
-        collisions.Add(this);
-    else
-        seen.InsertAt(position, m_nId);
-    for (CElement* child : m_arrChildren) child->CollectIdCollisions(seen, collisions);
-}
-
 void CElement::GetIdsMap(IdsMap& map) const {
-    map[m_nId] = this;
-    for (const CElement* child : m_arrChildren) child->GetIdsMap(map);
+    ForEachPreOrder([&map](const CElement* element) {
+        map[element->m_nId] = element;
+        return true;
+    });
 }
 
 // ---------------------------------------------------------------------------
@@ -216,14 +246,22 @@ void CElement::ApplyParameter(const CParam* param) {
 }
 
 void CElement::ReplaceParameters(const CParamsDefault& defaults) {
-    CParamsOwner::ReplaceParameters(defaults);
-    for (CElement* child : m_arrChildren) child->ReplaceParameters(defaults);
+    ForEachPreOrder([&defaults](CElement* element) {
+        element->CParamsOwner::ReplaceParameters(defaults);
+        return true;
+    });
 }
 
 void CElement::ApplyParametersRecursive(const CElement& source) {
-    ApplyParameters(source);
-    for (const CElement* from : source.m_arrChildren)
-        if (CElement* child = GetChild(from->m_pszName)) child->ApplyParametersRecursive(*from);
+    ForEachPaired(
+        source,
+        [](CElement* parent, const CElement* from, int64_t) {
+            return parent->GetChild(from->m_pszName);
+        },
+        [](CElement* target, const CElement* from) {
+            target->ApplyParameters(*from);
+            return true;
+        });
 }
 
 void CElement::InheritParametersFrom(const CElement* source) {

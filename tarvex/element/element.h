@@ -225,8 +225,14 @@ protected:
 private:
     friend class CElementStreamProxy;
 
+    // Loops over an explicit stack (elementwalk_internal.h), never recursion:
+    // pre-order over this subtree, and this subtree paired with another.
+    template <class Visit>
+    bool ForEachPreOrder(Visit&& visit) const;
+    template <class Match, class Enter>
+    bool ForEachPaired(const CElement& other, Match&& match, Enter&& enter);
+
     static char16_t* CopyName(const char16_t* name);
-    void CollectIdCollisions(CSortedArray<int64_t>& seen, ElementList& collisions);
     // The child array with ownership off for the duration of `body`.
     template <class Body>
     void WithoutOwnership(Body body) {

@@ -1,9 +1,11 @@
 // CElement: lookups, walks and comparison. All are linear: trees that need
-// fast access by id build GetIdsMap once.
+// fast access by id build GetIdsMap once. Walks below the children are loops
+// (elementwalk_internal.h), so any depth is safe.
 #include <algorithm>
 #include <climits>
 
 #include "tarvex/element/element.h"
+#include "tarvex/element/elementwalk_internal.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/wide.h"
 
@@ -47,17 +49,20 @@ CElement* CElement::GetChildNoCase(const char16_t* name) const {
 }
 
 CElement* CElement::QueryChild(const char16_t* name) const {
-    if (CElement* child = GetChild(name)) return child;
-    for (const CElement* child : m_arrChildren)
-        if (CElement* found = child->QueryChild(name)) return found;
-    return nullptr;
+    // Each element in pre-order looks among its own children first.
+    CElement* found = nullptr;
+    ForEachPreOrder([&](const CElement* element) { return !(found = element->GetChild(name)); });
+    return found;
 }
 
 CElement* CElement::GetElementByName(const char16_t* name) const {
-    if (_wcsicmp(m_pszName, name) == 0) return const_cast<CElement*>(this);
-    for (const CElement* child : m_arrChildren)
-        if (CElement* found = child->GetElementByName(name)) return found;
-    return nullptr;
+    CElement* found = nullptr;
+    ForEachPreOrder([&](CElement* element) {
+        if (_wcsicmp(element->m_pszName, name) != 0) return true;
+        found = element;
+        return false;
+    });
+    return found;
 }
 
 CElement* CElement::GetChildById(int64_t id) const {
@@ -73,17 +78,23 @@ CElement* CElement::GetChildByModelId(int32_t modelUID) const {
 }
 
 CElement* CElement::GetChildByIdRecursive(int64_t id) const {
-    for (const CElement* child : m_arrChildren)
-        if (CElement* found = child->GetElementById(id)) return found;
-    return nullptr;
+    CElement* found = nullptr;
+    ForEachPreOrder([&](CElement* element) {
+        if (element == this || element->m_nId != id) return true;
+        found = element;
+        return false;
+    });
+    return found;
 }
 
 CElement* CElement::GetChildByModelIdRecursive(int32_t modelUID) const {
-    for (CElement* child : m_arrChildren) {
-        if (child->m_nModelUID == modelUID) return child;
-        if (CElement* found = child->GetChildByModelIdRecursive(modelUID)) return found;
-    }
-    return nullptr;
+    CElement* found = nullptr;
+    ForEachPreOrder([&](CElement* element) {
+        if (element == this || element->m_nModelUID != modelUID) return true;
+        found = element;
+        return false;
+    });
+    return found;
 }
 
 CElement* CElement::GetElementById(int64_t id) const {
@@ -95,22 +106,24 @@ CElement* CElement::GetElementById(int64_t id) const {
 // Walks
 
 bool CElement::Iterate(ElementCallback fn, void* data) {
-    if (!fn(this, data)) return false;
-    for (CElement* child : m_arrChildren)
-        if (!child->Iterate(fn, data)) return false;
-    return true;
+    return ForEachPreOrder([&](CElement* element) { return fn(element, data); });
 }
 
 CElement* CElement::FindElementByFilter(ElementCallback fn, void* data) {
-    if (fn(this, data)) return this;
-    for (CElement* child : m_arrChildren)
-        if (CElement* found = child->FindElementByFilter(fn, data)) return found;
-    return nullptr;
+    CElement* found = nullptr;
+    ForEachPreOrder([&](CElement* element) {
+        if (!fn(element, data)) return true;
+        found = element;
+        return false;
+    });
+    return found;
 }
 
 void CElement::FindElementsByFilter(ElementCallback fn, ElementList& out, void* data) {
-    if (fn(this, data)) out.Add(this);
-    for (CElement* child : m_arrChildren) child->FindElementsByFilter(fn, out, data);
+    ForEachPreOrder([&](CElement* element) {
+        if (fn(element, data)) out.Add(element);
+        return true;
+    });
 }
 
 bool CElement::cbFilterElementByParameter(CElement* element, void* data) {
@@ -174,11 +187,13 @@ bool CElement::GetStructFilter(const char16_t* text, int& position, CString& nam
 }
 
 bool CElement::IsEqualTo(const CElement& other, const NameList* ignored) const {
-    const int64_t count = GetChildCount();
-    if (count != other.GetChildCount() || !SameName(m_pszName, other.m_pszName) ||
-        !IsEqualParameters(other, ignored))
-        return false;
-    for (int64_t i = 0; i < count; ++i)
-        if (!m_arrChildren[i]->IsEqualTo(*other.m_arrChildren[i], ignored)) return false;
-    return true;
+    // The walk only reads: it pairs children by position.
+    return const_cast<CElement*>(this)->ForEachPaired(
+        other,
+        [](CElement* mine, const CElement*, int64_t index) { return mine->m_arrChildren[index]; },
+        [ignored](const CElement* mine, const CElement* theirs) {
+            return mine->GetChildCount() == theirs->GetChildCount() &&
+                   SameName(mine->m_pszName, theirs->m_pszName) &&
+                   mine->IsEqualParameters(*theirs, ignored);
+        });
 }

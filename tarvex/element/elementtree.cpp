@@ -5,6 +5,7 @@
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/element/element.h"
+#include "tarvex/element/elementwalk_internal.h"
 
 void CElement::SetName(const char16_t* name) {
     if (name == m_pszName) return;
@@ -21,9 +22,11 @@ int CElement::GetLevel() const {
 }
 
 void CElement::SetRoot(CElement* root) {
-    m_pRoot = root;
-    if (root->m_nMaxElementId < m_nId) root->m_nMaxElementId = m_nId;
-    for (CElement* child : m_arrChildren) child->SetRoot(root);
+    ForEachPreOrder([root](CElement* element) {
+        element->m_pRoot = root;
+        if (root->m_nMaxElementId < element->m_nId) root->m_nMaxElementId = element->m_nId;
+        return true;
+    });
 }
 
 void CElement::SetParent(CElement* parent) {

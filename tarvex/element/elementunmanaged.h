@@ -20,7 +20,7 @@ public:
     CElementUnmanaged(CElementUnmanaged&& other);
     CElementUnmanaged& operator=(const CElementUnmanaged& other);
     CElementUnmanaged& operator=(CElementUnmanaged&& other);
-    ~CElementUnmanaged() = default;
+    ~CElementUnmanaged();
 
     const CString& GetName() const { return m_strName; }
     void SetName(const char16_t* name) { m_strName = name; }
@@ -38,6 +38,8 @@ public:
 
 private:
     void CopyContentFrom(const CElementUnmanaged& other);
+    // Owned copies of `other`'s parameters, appended.
+    void CopyParamsFrom(const CElementUnmanaged& other);
 
     CString m_strName;
     CElementUnmanaged* m_pParent;

@@ -26,6 +26,7 @@ using LONGLONG = std::int64_t;
 using ULONGLONG = std::uint64_t;
 using LCID = std::uint32_t;
 using LANGID = std::uint16_t;
+using DWORD_PTR = std::uintptr_t;
 
 #ifndef TRUE
 #define TRUE 1

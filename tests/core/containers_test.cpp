@@ -74,6 +74,18 @@ TEST(ContainerGrowth, DeltaUpdatePolicies) {
     EXPECT_EQ(CapacitiesWhileAdding(parameters, 300),
               (std::vector<int64_t>{8, 40, 72, 104, 168, 296, 552}));
 
+    // Past the size where the block behind it is rounded up, the physical
+    // length still follows the policy, and the values survive every step.
+    TArrayTemplate<int> large(4, 16, -8);
+    const std::vector<int64_t> caps = CapacitiesWhileAdding(large, 20000);
+    EXPECT_EQ(caps.back(), 20020);
+    EXPECT_EQ(caps.back() - caps[caps.size() - 2], 128);
+    for (int i = 0; i < 20000; i += 997) EXPECT_EQ(large[i], i);
+    large.InsertAt(5000, -1); // an insert at a full block boundary moves the tail once
+    EXPECT_EQ(large[5000], -1);
+    EXPECT_EQ(large[5001], 5000);
+    EXPECT_EQ(large[20000], 19999);
+
     TArrayTemplate<int> doubling(64, 1, -1);
     EXPECT_EQ(CapacitiesWhileAdding(doubling, 81),
               (std::vector<int64_t>{64, 65, 66, 68, 72, 80, 96}));
@@ -254,6 +266,32 @@ TEST(ContainerIndirect, FindCopyMoveTo) {
     CIndirectArray<Item> moved(std::move(owner)); // the owner deletes once
     EXPECT_TRUE(moved.GetOwnership());
     EXPECT_EQ(moved.GetLength(), 3);
+}
+
+TEST(ContainerIndirect, AssignmentKeepsTheTargetsFlag) {
+    Item::destroyed = 0;
+    CIndirectArray<Item> source;
+    source.Add(new Item(1));
+    source.Add(new Item(2));
+
+    CIndirectArray<Item> target; // owns, and its old object goes by the removal rule
+    target.Add(new Item(9));
+    source.SetOwnership(false); // both own: one flag is cleared first
+    target = source;
+    EXPECT_TRUE(target.GetOwnership());
+    EXPECT_EQ(Item::destroyed, 1);
+    ASSERT_EQ(target.GetLength(), 2);
+    EXPECT_EQ(target[1]->key, 2);
+
+    CIndirectArray<Item> borrower(0, 16, false, -8);
+    borrower.Add(new Item(5)); // a borrower's old object is only forgotten
+    Item* kept = borrower[0];
+    borrower = target;
+    EXPECT_FALSE(borrower.GetOwnership());
+    EXPECT_EQ(Item::destroyed, 1);
+    delete kept;
+    target.Clear(); // the owner deletes each object once; the sanitizer run sees any twice
+    EXPECT_EQ(Item::destroyed, 4);
 }
 
 TEST(ContainerSorted, SearchIsExact) {
