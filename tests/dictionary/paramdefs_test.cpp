@@ -1,0 +1,5 @@
+#include <gtest/gtest.h>
+
+#include "tarvex/dictionary/paramdefs.h"
+
+TEST(ParamDefs, Placeholder) { SUCCEED(); }
