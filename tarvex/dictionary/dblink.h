@@ -37,8 +37,7 @@ public:
 
     // --- Tables of default values, named by `name` (the server string).
     virtual bool LoadDefaults(CParamsDefault&, const char16_t*) { return false; }
-    virtual bool UpdateDefault(const char16_t*, const char16_t*, const char16_t*,
-                               const char16_t*) {
+    virtual bool UpdateDefault(const char16_t*, const char16_t*, const char16_t*, const char16_t*) {
         return false;
     }
     virtual bool RemoveDefault(const char16_t*, const char16_t*) { return false; }

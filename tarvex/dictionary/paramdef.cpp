@@ -39,7 +39,9 @@ CParamDef::CParamDef(const char16_t* name, const char16_t* comment, std::int32_t
       dependency(dependency), accuracy(accuracy), valueType(valueType), categories(1, 4, true, -8),
       values(4, 4, true, -8) {}
 
-CParamDef::CParamDef(const CParamDef& other) : CParamDef(other.name) { CopyFrom(other); }
+CParamDef::CParamDef(const CParamDef& other) : CParamDef(other.name) {
+    CopyFrom(other);
+}
 
 void CParamDef::CopyFrom(const CParamDef& other) {
     if (&other == this) return;
@@ -83,12 +85,23 @@ void CParamDef::GetDesc(CString& out) const {
     out += comment;
 }
 
-bool CParamDef::MakeCorrectName() { return CParamDefs::MakeCorrectParamName(name); }
+bool CParamDef::MakeCorrectName() {
+    return CParamDefs::MakeCorrectParamName(name);
+}
 
 bool CParamDef::IsNumber() const {
     switch (type) {
-    case 2: case 3: case 7: case 8: case 10: case 11: case 15: case 30: return true;
-    default: return false;
+    case 2:
+    case 3:
+    case 7:
+    case 8:
+    case 10:
+    case 11:
+    case 15:
+    case 30:
+        return true;
+    default:
+        return false;
     }
 }
 
@@ -97,13 +110,21 @@ bool CParamDef::IsParamReadOnly() const {
            IsCalculated(defaultComment);
 }
 
-void CParamDef::SetDefaultValue(int value) { defaultValue.Format(u"%d", value); }
+void CParamDef::SetDefaultValue(int value) {
+    defaultValue.Format(u"%d", value);
+}
 
-void CParamDef::SetDefaultValue(double value) { defaultValue = tarvex::DblToString(value, 12); }
+void CParamDef::SetDefaultValue(double value) {
+    defaultValue = tarvex::DblToString(value, 12);
+}
 
-int CParamDef::GetDefaultValueInt() const { return _wtoi(defaultValue); }
+int CParamDef::GetDefaultValueInt() const {
+    return _wtoi(defaultValue);
+}
 
-double CParamDef::GetDefaultValueDbl() const { return _wtof(defaultValue); }
+double CParamDef::GetDefaultValueDbl() const {
+    return _wtof(defaultValue);
+}
 
 bool CParamDef::UpdateDefaultValueComment() {
     if (type == ParamDefTypeFreeComment) return false;
@@ -153,7 +174,9 @@ bool CParamDef::DeleteValue(const char16_t* data) {
     return true;
 }
 
-int64_t CParamDef::GetSelectedValueId() const { return FindValueIndex(defaultValue); }
+int64_t CParamDef::GetSelectedValueId() const {
+    return FindValueIndex(defaultValue);
+}
 
 int64_t CParamDef::GetSelectedValueIdNoCase() const {
     for (int64_t i = 0; i < values.GetLength(); ++i)
@@ -173,7 +196,9 @@ bool CParamDef::IsInReadOnlyCategory() const {
     return false;
 }
 
-bool CParamDef::CanEditComment() const { return !readOnly && !IsInReadOnlyCategory(); }
+bool CParamDef::CanEditComment() const {
+    return !readOnly && !IsInReadOnlyCategory();
+}
 
 void CParamDef::AddCategory(const char16_t* categoryName, std::uint32_t paramOrder,
                             std::uint32_t categoryOrder, bool readOnlyCategory, bool hidden) {
@@ -289,17 +314,26 @@ int CParamDef::OnXMLTag(CXMLSchemaInStream& stream, int id, const char16_t*, con
     // An empty <CATEGORIES/> or <VALUES/> arrives as a value, with no content.
     const bool entered = stream.GetTagStatus() == CXMLInStream::eReadOpen;
     switch (id) {
-    case ParamsXml::kParamName: name = value; break;
-    case ParamsXml::kParamComment: comment = value; break;
-    case ParamsXml::kParamDefault: defaultValue = value; break;
-    case ParamsXml::kParamDefaultComment: defaultComment = value; break;
+    case ParamsXml::kParamName:
+        name = value;
+        break;
+    case ParamsXml::kParamComment:
+        comment = value;
+        break;
+    case ParamsXml::kParamDefault:
+        defaultValue = value;
+        break;
+    case ParamsXml::kParamDefaultComment:
+        defaultComment = value;
+        break;
     case ParamsXml::kParamCategories:
         if (entered) return LoadArray(stream, OnCategoryTag);
         break;
     case ParamsXml::kParamValues:
         if (entered) return LoadArray(stream, OnValueTag);
         break;
-    default: break;
+    default:
+        break;
     }
     return 1;
 }
@@ -314,7 +348,8 @@ int CParamDef::Save(CXMLOutStreamBase& stream) const {
     attrs.AddAttr(u"sysNameMeasureUnitBase", unitBaseSysName.GetString());
     attrs.AddAttr(u"sysNameMeasureUnit", unitSysName.GetString());
     if (!stream.BeginTable(u"PARAMETER", &attrs)) return 0;
-    if (!stream.WriteParameter(u"NAME", name, 0) || !stream.WriteParameter(u"COMMENT", comment, 0) ||
+    if (!stream.WriteParameter(u"NAME", name, 0) ||
+        !stream.WriteParameter(u"COMMENT", comment, 0) ||
         !stream.WriteParameter(u"DEFAULT", defaultValue, 0) ||
         !stream.WriteParameter(u"DEFAULTCOMMENT", defaultComment, 0))
         return 0;

@@ -22,10 +22,9 @@ CParamDefs::CParamDefs()
 
 int64_t CParamDefs::Search(const char16_t* name, int64_t& position) const {
     // The same fold as CParamDef's operators, without a temporary definition.
-    return TarvexDetail::SortedSearch(parameters.GetData(), parameters.GetLength(), position,
-                                      [name](const CParamDef* def) {
-                                          return _wcsicmp(name, def->GetName());
-                                      });
+    return TarvexDetail::SortedSearch(
+        parameters.GetData(), parameters.GetLength(), position,
+        [name](const CParamDef* def) { return _wcsicmp(name, def->GetName()); });
 }
 
 CParamDef* CParamDefs::GetParam(const char16_t* name) {
@@ -46,9 +45,10 @@ CParamDef* CParamDefs::GetParamBySubStr(const char16_t* prefix) {
     if (prefix == nullptr) prefix = u"";
     const size_t length = wcslen(prefix);
     int64_t position;
-    int64_t hit = TarvexDetail::SortedSearch(
-        parameters.GetData(), parameters.GetLength(), position,
-        [prefix, length](const CParamDef* def) { return _wcsnicmp(prefix, def->GetName(), length); });
+    int64_t hit = TarvexDetail::SortedSearch(parameters.GetData(), parameters.GetLength(), position,
+                                             [prefix, length](const CParamDef* def) {
+                                                 return _wcsnicmp(prefix, def->GetName(), length);
+                                             });
     if (hit < 0) return nullptr;
     const char16_t* left = parameters[hit]->GetName();
     while (hit > 0 && wcsncmp(parameters[hit - 1]->GetName(), left, length) == 0) --hit;
@@ -244,7 +244,8 @@ int CParamDefs::Load() {
 }
 
 bool CParamDefs::Refresh(const char16_t* name, bool force, bool lazyLoad) {
-    if (name == nullptr || *name == 0) name = fileName.IsEmpty() ? kDefaultFileName : fileName.GetString();
+    if (name == nullptr || *name == 0)
+        name = fileName.IsEmpty() ? kDefaultFileName : fileName.GetString();
     if (loaded && !force) return true;
     notFound.Flush();
     if (lazyLoad && !force) return true;
@@ -308,9 +309,13 @@ CParamDefs& GlobalInstance() {
 
 } // namespace
 
-void GetGlobalParamDefsBridge::SetCb(Callback callback) { BridgeCallback().store(callback); }
+void GetGlobalParamDefsBridge::SetCb(Callback callback) {
+    BridgeCallback().store(callback);
+}
 
-bool GetGlobalParamDefsBridge::HasCallBack() { return BridgeCallback().load() != nullptr; }
+bool GetGlobalParamDefsBridge::HasCallBack() {
+    return BridgeCallback().load() != nullptr;
+}
 
 bool GetGlobalParamDefsBridge::Invoke(CParamDefs*& out, bool refresh) {
     const Callback callback = BridgeCallback().load();
