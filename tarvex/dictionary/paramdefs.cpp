@@ -227,7 +227,16 @@ int CParamDefs::OnXMLTag(CXMLSchemaInStream& stream, int id, const char16_t*, co
 int CParamDefs::LoadFile(const char16_t* path) {
     CXMLSchemaInStream stream(ParamsXml::DictionarySchema());
     CXMLAttrs attrs;
-    if (!stream.Open(path, attrs)) return 0;
+    return stream.Open(path, attrs) ? LoadOpened(stream) : 0;
+}
+
+int CParamDefs::LoadFromMemory(const void* data, int length) {
+    CXMLSchemaInStream stream(ParamsXml::DictionarySchema());
+    CXMLAttrs attrs;
+    return stream.Open(data, length, attrs) ? LoadOpened(stream) : 0;
+}
+
+int CParamDefs::LoadOpened(CXMLSchemaInStream& stream) {
     Clear();
     const int result = LoadFromXMLStream(stream);
     measurements.SortMeasureUnits();

@@ -59,6 +59,8 @@ public:
     bool Refresh(const char16_t* name, bool force, bool lazy);
     int Load();
     int LoadFile(const char16_t* path);
+    // A document held in memory, as LoadFile.
+    int LoadFromMemory(const void* data, int length);
     int Save();
     int SaveFile(const char16_t* path);
     void SetFileName(const char16_t* name) { fileName = name; }
@@ -98,6 +100,7 @@ private:
     // Where Load finds the file; empty when there is none.
     CString FindFile(const char16_t* name) const;
     void DoLoadFromDatabase();
+    int LoadOpened(CXMLSchemaInStream& stream);
     CParamDef* TryGetParamDefFromDB(const char16_t* name);
 
     CDBLink* dbLink = nullptr;

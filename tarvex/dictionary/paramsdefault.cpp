@@ -201,6 +201,14 @@ int CParamsDefault::LoadFromFile(const char16_t* path) {
     return LoadFromXMLStream(stream);
 }
 
+int CParamsDefault::LoadFromMemory(const void* data, int length) {
+    CXMLSchemaInStream stream(ParamsXml::DefaultsSchema());
+    CXMLAttrs attrs;
+    if (!stream.Open(data, length, attrs)) return 0;
+    values.Flush();
+    return LoadFromXMLStream(stream);
+}
+
 int CParamsDefault::SaveToFile(const char16_t* path) const {
     try {
         CXMLOutStream stream;

@@ -90,6 +90,7 @@ public:
                    void* bitmap1, void* bitmap2, const char16_t* subFolder);
     int Save();
     int LoadFromFile(const char16_t* path);
+    int LoadFromMemory(const void* data, int length);
     int SaveToFile(const char16_t* path) const;
     int LoadFromSettingsFile(const char16_t* name);
     int SaveToSettingsFile(const char16_t* name) const;

@@ -152,6 +152,14 @@ int CParamsProtectionList::LoadFile(const char16_t* path) {
     return stream.ReadXML(OnProtectionTag, this);
 }
 
+int CParamsProtectionList::LoadFromMemory(const void* data, int length) {
+    Flush();
+    CXMLSchemaInStream stream(ParamsXml::ProtectionSchema());
+    CXMLAttrs attrs;
+    if (!stream.Open(data, length, attrs)) return 0;
+    return stream.ReadXML(OnProtectionTag, this);
+}
+
 // ---------------------------------------------------------------------------
 // The protected copy of a parameter owner.
 

@@ -70,6 +70,7 @@ public:
     int SaveFile(const char16_t* path) const;
     int Load(const char16_t* name);
     int LoadFile(const char16_t* path);
+    int LoadFromMemory(const void* data, int length);
     const CString& GetFileName() const { return fileName; }
 
 private:
