@@ -49,27 +49,23 @@ TEST(ParamDefs, LookupIsCaseBlindAndFoldsToLowerUnlikeOwners) {
 }
 
 TEST(ParamDefs, GetParamBySubStrWalksBackOnlyOverExactLeftParts) {
-    CParamDefs defs;
-    for (const char16_t* name : {u"Pipe1", u"PIPE2", u"pipe3", u"Pipe4", u"Pump"})
-        defs.AddParam(name, u"");
-    // Every Pipe* matches case-blind; the walk back from the hit stops at a
-    // neighbour whose left part differs in case.
-    const CParamDef* hit = defs.GetParamBySubStr(u"pipe");
-    ASSERT_NE(hit, nullptr);
-    EXPECT_TRUE(hit->Is(u"pipe3") || hit->Is(u"Pipe4") || hit->Is(u"PIPE2") || hit->Is(u"Pipe1"));
+    // The binary search hits the middle name; the walk back goes over
+    // neighbours whose left part equals the hit's exactly.
     CParamDefs same;
     for (const char16_t* name : {u"Pipe1", u"Pipe2", u"Pipe3", u"Pipe4", u"Pipe5"})
         same.AddParam(name, u"");
-    EXPECT_TRUE(same.GetParamBySubStr(u"PIPE")->Is(u"Pipe1"));
-    EXPECT_TRUE(same.GetParamBySubStr(u"pipe4")->Is(u"Pipe4"));
+    EXPECT_EQ(N(same.GetParamBySubStr(u"PIPE")->GetName()), "Pipe1");
+    EXPECT_EQ(N(same.GetParamBySubStr(u"pipe4")->GetName()), "Pipe4");
     EXPECT_EQ(same.GetParamBySubStr(u"Pump"), nullptr);
-    // With the walk stopped by case: Pipe3 < pipe4 < Pipe5 would all hit.
+    // A neighbour differing only in case stops the walk, so the answer is
+    // not the first case-blind match.
     CParamDefs mixed;
-    for (const char16_t* name : {u"Ab1", u"ab2", u"Ab3"}) mixed.AddParam(name, u"");
-    EXPECT_TRUE(mixed.GetParamBySubStr(u"AB")->Is(u"ab2") ||
-                mixed.GetParamBySubStr(u"AB")->Is(u"Ab3") ||
-                mixed.GetParamBySubStr(u"AB")->Is(u"Ab1"));
-    EXPECT_FALSE(mixed.GetParamBySubStr(u"AB")->Is(u"Ab3"));
+    for (const char16_t* name : {u"Pipe1", u"PIPE2", u"pipe3", u"Pipe4", u"Pump"})
+        mixed.AddParam(name, u"");
+    EXPECT_EQ(N(mixed.GetParamBySubStr(u"pipe")->GetName()), "pipe3");
+    CParamDefs pair;
+    for (const char16_t* name : {u"ab1", u"ab2", u"AB3"}) pair.AddParam(name, u"");
+    EXPECT_EQ(N(pair.GetParamBySubStr(u"Ab")->GetName()), "ab1");
 }
 
 TEST(ParamDefs, MakeCorrectNames) {
