@@ -9,6 +9,7 @@
 
 #include "tarvex/core/object.h"
 
+class CParamCategory;
 class CParamDef;
 class CParamDefs;
 class CParamsDefault;
@@ -34,6 +35,13 @@ public:
     virtual bool DeleteParamDef(const char16_t*) { return false; }
     virtual bool IsParamInDatabase(const char16_t*) { return false; }
     virtual bool ClearParamDefs() { return false; }
+    virtual bool UpdateCategories(const CParamDefs&) { return false; }
+    virtual bool UpdateCategory(const char16_t*, const CParamCategory&) { return false; }
+    virtual bool AddParamCategory(const char16_t*, const CParamCategory&) { return false; }
+    virtual bool CleanParamValues(const char16_t*) { return false; }
+    virtual bool AddParamValue(const char16_t*, const char16_t*, const char16_t*) { return false; }
+    // Writes the whole dictionary.
+    virtual bool ExportParamDefs(const CParamDefs&) { return false; }
 
     // --- Tables of default values, named by `name` (the server string).
     virtual bool LoadDefaults(CParamsDefault&, const char16_t*) { return false; }

@@ -5,6 +5,7 @@
 #include "tarvex/dictionary/paramsxml_internal.h"
 #include "tarvex/element/param.h"
 #include "tarvex/platform/casemap.h"
+#include "tarvex/platform/variant.h"
 #include "tarvex/platform/wide.h"
 
 // ---------------------------------------------------------------------------
@@ -116,6 +117,16 @@ void CParamDef::SetDefaultValue(int value) {
 
 void CParamDef::SetDefaultValue(double value) {
     defaultValue = tarvex::DblToString(value, 12);
+}
+
+void CParamDef::SetDefaultValue(const tagVARIANT& value) {
+    VARIANT text;
+    VariantInit(&text);
+    if (SUCCEEDED(VariantChangeType(&text, &value, 0, VT_BSTR)) && text.vt == VT_BSTR)
+        defaultValue = text.bstrVal;
+    else
+        defaultValue.Empty();
+    VariantClear(&text);
 }
 
 int CParamDef::GetDefaultValueInt() const {

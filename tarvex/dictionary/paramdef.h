@@ -117,6 +117,8 @@ public:
     void SetDefaultValue(int value);
     // Twelve decimals.
     void SetDefaultValue(double value);
+    // The variant's text form; a variant with none leaves an empty default.
+    void SetDefaultValue(const tagVARIANT& value);
     int GetDefaultValueInt() const;
     double GetDefaultValueDbl() const;
     const CString& GetDefaultValueComment() const { return defaultComment; }

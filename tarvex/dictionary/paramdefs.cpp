@@ -199,8 +199,38 @@ bool CParamDefs::DbDeleteParam(const char16_t* name) {
     return IsConnected() && dbLink->DeleteParamDef(name);
 }
 
+bool CParamDefs::DeleteParam(const char16_t* name) {
+    const bool removed = RemoveParam(name);
+    return DbDeleteParam(name) || removed;
+}
+
 bool CParamDefs::IsParamInDatabase(const char16_t* name) {
     return IsConnected() && dbLink->IsParamInDatabase(name);
+}
+
+bool CParamDefs::UpdateCategories() {
+    return IsConnected() && dbLink->UpdateCategories(*this);
+}
+
+bool CParamDefs::UpdateCategory(const char16_t* paramName, const CParamCategory& category) {
+    return IsConnected() && dbLink->UpdateCategory(paramName, category);
+}
+
+bool CParamDefs::AddDbParamCategory(const char16_t* paramName, const CParamCategory& category) {
+    return IsConnected() && dbLink->AddParamCategory(paramName, category);
+}
+
+bool CParamDefs::CleanDbParamValues(const char16_t* paramName) {
+    return IsConnected() && dbLink->CleanParamValues(paramName);
+}
+
+bool CParamDefs::AddDbParamValue(const char16_t* paramName, const char16_t* data,
+                                 const char16_t* comment) {
+    return IsConnected() && dbLink->AddParamValue(paramName, data, comment);
+}
+
+bool CParamDefs::DbExport() {
+    return IsConnected() && dbLink->ExportParamDefs(*this);
 }
 
 // ---------------------------------------------------------------------------

@@ -75,9 +75,19 @@ public:
     bool IsConnected() const { return dbLink != nullptr && dbLink->IsConnected(); }
     // Turns a lazy state into a full load when the link is connected.
     void AssertLoadComplete();
+    // Each forwards to the link when it is connected and is false otherwise.
     bool UpdateParam(const CParamDef& def);
+    bool UpdateDbParameter(const CParamDef& def) { return UpdateParam(def); }
     bool DbDeleteParam(const char16_t* name);
+    // Removes the definition here and from the database.
+    bool DeleteParam(const char16_t* name);
     bool IsParamInDatabase(const char16_t* name);
+    bool UpdateCategories();
+    bool UpdateCategory(const char16_t* paramName, const CParamCategory& category);
+    bool AddDbParamCategory(const char16_t* paramName, const CParamCategory& category);
+    bool CleanDbParamValues(const char16_t* paramName);
+    bool AddDbParamValue(const char16_t* paramName, const char16_t* data, const char16_t* comment);
+    bool DbExport();
 
     void InheritPermissions(const CParamDefs& other) {
         editParameters = other.editParameters;

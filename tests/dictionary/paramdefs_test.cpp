@@ -2,6 +2,7 @@
 
 #include "tarvex/dictionary/paramsdefault.h"
 #include "tarvex/element/paramsowner.h"
+#include "tarvex/platform/variant.h"
 
 bool CountingLink::LoadDefaults(CParamsDefault& table, const char16_t*) {
     if (failDefaults) throw CKVException(u"db down", u"");
@@ -132,6 +133,12 @@ TEST(ParamDef, ValuesAndDefaultComment) {
     EXPECT_DOUBLE_EQ(def.GetDefaultValueDbl(), 2.5);
     def.SetDefaultValue(-7);
     EXPECT_EQ(def.GetDefaultValueInt(), -7);
+    VARIANT number;
+    VariantInit(&number);
+    number.vt = VT_R8;
+    number.dblVal = 0.25;
+    def.SetDefaultValue(number);
+    EXPECT_EQ(N(def.GetDefaultValue()), "0.25");
 
     // IsEqual ignores the name and the unit names, and copies keep the own name.
     CParamDef copy(u"Other");
@@ -312,6 +319,16 @@ TEST(ParamDefs, LazyMissesReachTheLinkOnce) {
     link.connected = false;
     EXPECT_EQ(defs.GetParam(u"other"), nullptr);
     EXPECT_EQ(link.loadOne, 3);
+    // Copies reach the database only while parameters are editable.
+    link.connected = true;
+    defs.SetEditParameters(true);
+    const int before = link.updates;
+    defs.AddParamCopy(CParamDef(u"New"), true);
+    EXPECT_EQ(link.updates, before + 1);
+    defs.SetEditParameters(false);
+    defs.AddParamCopy(CParamDef(u"New2"), true);
+    EXPECT_EQ(link.updates, before + 1);
+    EXPECT_EQ(defs.AddParamCopy(CParamDef(u"new"), true), defs.GetParam(u"NEW"));
 }
 
 TEST(ParamDefs, GlobalInstanceAndBridge) {
