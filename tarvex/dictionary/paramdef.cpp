@@ -284,7 +284,7 @@ CString CParamDef::GetFormulaPart(const char16_t* text) {
 // File form
 
 void CParamDef::ReadAttrs(const CXMLAttrs& attrs) {
-    type = ParamDefTypeUnspecified;
+    type = ParamDefTypeUntyped;
     size = -1;
     readOnly = false;
     accuracy = -1;

@@ -14,7 +14,7 @@
 #include "tarvex/streams/xml/xmlschema.h"
 
 enum EParamDefType : std::int32_t {
-    ParamDefTypeUnspecified = 1, // a file's parameter with no "type"
+    ParamDefTypeUntyped = 1,     // a file's parameter with no "type"
     ParamDefTypeList = 5,        // new definitions: a list of values
     ParamDefTypeFixed = 16,      // always read-only
     ParamDefTypeFreeComment = 28 // UpdateDefaultValueComment leaves it alone
