@@ -78,6 +78,13 @@
 #include "tarvex/element/param.h"
 #include "tarvex/element/paramsowner.h"
 
+#include "tarvex/dictionary/dblink.h"
+#include "tarvex/dictionary/paramdef.h"
+#include "tarvex/dictionary/paramdefs.h"
+#include "tarvex/dictionary/parammeasure.h"
+#include "tarvex/dictionary/paramsdefault.h"
+#include "tarvex/dictionary/paramsprotection.h"
+
 #include "tarvex/formula/activescriptinghost.h"
 #include "tarvex/formula/aggregate.h"
 #include "tarvex/formula/compiledfunction.h"

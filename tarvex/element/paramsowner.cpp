@@ -473,26 +473,6 @@ void CParamsOwner::CopyParamsFrom(const CParamsOwner& source) {
     CopyAllFrom(source);
 }
 
-void CParamsOwner::CopyParamsFrom(const CParamsOwner& source, const CParamsProtectionList&, int) {
-    if (&source == this) return;
-    // Nothing is protected until the dictionary supplies the list: every
-    // parameter here goes, and every source parameter is set.
-    m_Params.Clear();
-    for (int64_t i = 0; i < source.GetParamsCount(); ++i) {
-        const CParam* from = source.m_Params[i];
-        int64_t position;
-        const int64_t index = SearchByParam(m_Params, *from, position);
-        if (index >= 0) {
-            CParam* param = m_Params[index];
-            param->m_strValue = from->m_strValue;
-            param->m_strComment = from->m_strComment;
-            param->m_strValueComment = from->m_strValueComment;
-        } else {
-            InsertAt(position, new CParam(*from));
-        }
-    }
-}
-
 void CParamsOwner::MergeParamsFrom(const CParamsOwner& source, bool copyEmpty, bool keepExisting) {
     for (int64_t i = 0; i < source.GetParamsCount(); ++i) {
         const CParam* from = source.m_Params[i];
@@ -576,11 +556,6 @@ void CParamsOwner::ApplyParameter(const CParam* param) {
 
 void CParamsOwner::ApplyParameters(const CParamsOwner& source) {
     for (int64_t i = 0; i < source.GetParamsCount(); ++i) ApplyParameter(source.m_Params[i]);
-}
-
-void CParamsOwner::ReplaceParameters(const CParamsDefault&) {
-    // The substitution reads the dictionary's defaults, which come with the
-    // dictionary; with no defaults nothing changes.
 }
 
 // ---------------------------------------------------------------------------

@@ -51,8 +51,8 @@ public:
     // value only, "*COMMENT_SET*" the value comment only, anything else sets
     // all three fields. A null pointer is ignored.
     virtual void ApplyParameter(const CParam* param);
-    // Substitution of names and values from the dictionary's defaults. The
-    // defaults come with the dictionary; with none there is nothing to do.
+    // Renames parameters by the defaults table read as old name -> new name
+    // (defined with the dictionary).
     virtual void ReplaceParameters(const CParamsDefault& defaults);
 
     // --- Lookup and iteration. Names match without regard to case.
@@ -158,6 +158,12 @@ public:
     // The exact copy: everything here is dropped and the source's parameters
     // are copied in its order. A no-op on itself.
     void CopyParamsFrom(const CParamsOwner& source);
+    // The copy under a protection list (defined with the dictionary): the
+    // parameters that `action` (an EParamAction, 0 for none) may replace go,
+    // then the source's are set as their protection allows; locked ones are
+    // never touched by an action other than 0.
+    void CopyParamsFrom(const CParamsOwner& source, const CParamsProtectionList& protectionList,
+                        int action);
     // For each source parameter: skipped when empty unless `copyEmpty`; a
     // present parameter takes the source's three fields only when the source
     // value is non-empty (and, with `keepExisting`, only when its own value
@@ -209,14 +215,6 @@ public:
     const ParamArray& GetParams() const { return m_Params; }
 
 protected:
-    // The copy under protection of the dictionary: unprotected parameters go,
-    // then source parameters are set as the protection for `action` (an
-    // EParamAction value, 0 for none) allows. The protection list comes with
-    // the dictionary; until then every parameter counts as unprotected, which
-    // is also the behaviour for an empty list.
-    void CopyParamsFrom(const CParamsOwner& source, const CParamsProtectionList& protectionList,
-                        int action);
-
     // Index of the parameter named `name`, or -1; `position` gets the sorted
     // insertion index.
     int64_t SearchName(const char16_t* name, int64_t& position) const;
