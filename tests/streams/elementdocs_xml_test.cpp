@@ -2,6 +2,7 @@
 // round trips (with xmllint as an outside judge) and atomic saving.
 #include <gtest/gtest.h>
 
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -205,22 +206,48 @@ TEST(ElementXml, FailedSaveLeavesTheOldFileIntact) {
     ExpectSameTree(big, back);
 }
 
+// Runs `body` on a thread with a small stack, so that the depth where the
+// stack runs out is reached soon and alike in every build.
+template <class Body>
+void OnSmallStack(Body body) {
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, 512 * 1024);
+    pthread_t thread;
+    auto run = [](void* data) -> void* {
+        (*static_cast<Body*>(data))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attr, run, &body), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attr);
+}
+
 TEST(ElementXml, DeepNestingFailsCleanly) {
     // A million levels: the reader stops where the stack would run out.
     std::u16string text(kDeclaration);
     const std::u16string level = u"<Element name=\"\" id=\"0\" uid=\"0\"><Elements>";
     text.reserve(text.size() + level.size() * 1000000);
     for (int i = 0; i < 1000000; ++i) text += level;
-    CElement element;
-    EXPECT_FALSE(element.ReadFromXML(CString(text.c_str(), static_cast<int>(text.size()))));
+    const CString document(text.c_str(), static_cast<int>(text.size()));
+    bool read = true;
+    OnSmallStack([&] {
+        CElement element;
+        read = element.ReadFromXML(document);
+    });
+    EXPECT_FALSE(read);
 
     // A deep tree built in memory is refused by the writer, neither
     // overflowed nor written truncated.
     CElement root(u"r");
     CElement* tip = &root;
-    for (int i = 0; i < 1000000; ++i) tip = tip->AddChild(u"n");
-    CString out;
-    EXPECT_FALSE(root.WriteToXML(out));
+    for (int i = 0; i < 20000; ++i) tip = tip->AddChild(u"n");
+    bool written = true;
+    OnSmallStack([&] {
+        CString out;
+        written = root.WriteToXML(out);
+    });
+    EXPECT_FALSE(written);
 }
 
 } // namespace

@@ -289,8 +289,11 @@ bool CElementXMLInStream::ReadChildElement(CElement& parent) {
 bool CElementXMLInStream::ReadChildElements(CElement& parent) {
     if (stream->GetTagStatus() == CXMLInStream::eReadEmpty) return true;
     for (;;) {
-        if (!tarvex::HasStackRoom()) return false;
-        if (!ReadChildElement(parent)) return true;
+        if (!tarvex::HasStackRoom()) tooDeep = true;
+        // Too deep ends the whole read at once: the levels above must not
+        // take the rest of the document for their own.
+        if (tooDeep) return false;
+        if (!ReadChildElement(parent)) return !tooDeep;
     }
 }
 

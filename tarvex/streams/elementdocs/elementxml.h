@@ -107,6 +107,7 @@ private:
     CXMLSchemaInStream::EReadResult Next(int& id, CXMLAttrs& attrs);
 
     CXMLSchemaInStream* stream;
+    bool tooDeep = false;
     CString scratchName;
     CString scratchValue;
     // Parameter names repeat across elements: one shared buffer per name
