@@ -61,7 +61,7 @@ public:
     CBinaryOutStream& operator<<(unsigned char v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(short v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(char16_t v) { return writeBytes(&v, sizeof v), *this; }
-    // The design's `int` and `long` are both this 4-byte form.
+    // `int` and the 32-bit `long` of stored formats share this 4-byte form.
     CBinaryOutStream& operator<<(std::int32_t v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(std::int64_t v) { return writeBytes(&v, sizeof v), *this; }
     CBinaryOutStream& operator<<(float v) { return writeBytes(&v, sizeof v), *this; }

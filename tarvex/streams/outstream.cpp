@@ -111,22 +111,53 @@ void COutStream::writeText(const char16_t* text, std::uint64_t count, bool escap
     char scratch[kScratch + 16];
     unsigned int used = 0;
     const bool unicode = encoding == eEncodingUnicode;
+    const bool utf8 = encoding == eEncodingUTF8;
+    if (utf8) {
+        // The common case on its own loop: UTF-8, mostly ASCII.
+        for (std::uint64_t i = 0; i < count; ++i) {
+            char16_t ch = text[i];
+            if (ch >= 0x80) {
+                used += Utf8Unit(ch, scratch + used);
+            } else if (escape && ch <= u'>' &&
+                       (ch == u'&' || ch == u'<' || ch == u'>' || (ch == u'"' && cvtQuota))) {
+                unsigned int entityLength = 0;
+                const char* entity = Entity(ch, cvtQuota, entityLength);
+                std::memcpy(scratch + used, entity, entityLength);
+                used += entityLength;
+            } else {
+                scratch[used++] = static_cast<char>(ch);
+            }
+            if (used >= kScratch) {
+                writeBytes(scratch, used);
+                used = 0;
+            }
+        }
+        if (used != 0) writeBytes(scratch, used);
+        return;
+    }
     for (std::uint64_t i = 0; i < count; ++i) {
         char16_t ch = text[i];
-        unsigned int entityLength = 0;
-        const char* entity = escape && ch <= u'>' ? Entity(ch, cvtQuota, entityLength) : nullptr;
-        if (entity != nullptr) {
+        // '"' is 34, '&' 38, '<' 60, '>' 62: one test keeps most ASCII on
+        // the short path.
+        const bool special = escape && ch <= u'>' &&
+                             (ch == u'&' || ch == u'<' || ch == u'>' || (ch == u'"' && cvtQuota));
+        if (special) {
+            unsigned int entityLength = 0;
+            const char* entity = Entity(ch, cvtQuota, entityLength);
             // Entities are ASCII: one byte a character, two in UTF-16.
             for (unsigned int k = 0; k < entityLength; ++k) {
                 scratch[used++] = entity[k];
                 if (unicode) scratch[used++] = 0;
             }
-        } else if (ch < 0x80 && !unicode) {
+        } else if (unicode) {
+            std::memcpy(scratch + used, &ch, 2);
+            used += 2;
+        } else if (ch < 0x80) {
             scratch[used++] = static_cast<char>(ch);
+        } else if (utf8) {
+            used += Utf8Unit(ch, scratch + used);
         } else {
-            unsigned int n;
-            writeSymbol(ch, scratch + used, n);
-            used += n;
+            used += AnsiUnit(ch, scratch + used);
         }
         if (used >= kScratch) {
             writeBytes(scratch, used);
@@ -187,6 +218,10 @@ COutStream& COutStream::operator<<(double value) {
 }
 
 void COutStream::writeMarkup(const char* ascii, unsigned int length) {
+    if (encoding == eEncodingAnsi || encoding == eEncodingUTF8) {
+        writeBytes(ascii, length); // ASCII is the same bytes in both
+        return;
+    }
     char16_t wide[32];
     while (length > 0) {
         unsigned int take = length < 32 ? length : 32;

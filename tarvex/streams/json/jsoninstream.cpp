@@ -107,30 +107,35 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
 
 bool CJsonInStream::ParseValue(std::shared_ptr<CJsonNode>& node) {
     SkipSpaceChars();
-    if (StartsWith(cursor, u"null", 4)) {
+    // The words are tested before anything else, and only they start with
+    // these letters.
+    switch (*cursor) {
+    case u'n':
+        if (!StartsWith(cursor, u"null", 4)) return false;
         node = std::make_shared<CJsonNodeNull>();
         cursor += 4;
         return true;
-    }
-    if (StartsWith(cursor, u"true", 4)) {
+    case u't':
+        if (!StartsWith(cursor, u"true", 4)) return false;
         node = std::make_shared<CJsonNodeTrue>();
         cursor += 4;
         return true;
-    }
-    if (StartsWith(cursor, u"false", 5)) {
+    case u'f':
+        if (!StartsWith(cursor, u"false", 5)) return false;
         node = std::make_shared<CJsonNodeFalse>();
         cursor += 5;
         return true;
-    }
-    char16_t ch = *cursor;
-    if (ch == u'"') return ParseString(node);
-    if (ch == u'-' || (ch >= u'0' && ch <= u'9')) return ParseNumber(node);
-    if (ch == u'{' || ch == u'[') {
+    case u'"':
+        return ParseString(node);
+    case u'{':
+    case u'[':
         // A compound costs a few frames; a hostile nesting ends here.
         if (!tarvex::HasStackRoom()) return false;
-        return ch == u'{' ? ParseObject(node) : ParseArray(node);
+        return *cursor == u'{' ? ParseObject(node) : ParseArray(node);
+    default:
+        if (*cursor == u'-' || (*cursor >= u'0' && *cursor <= u'9')) return ParseNumber(node);
+        return false;
     }
-    return false;
 }
 
 bool CJsonInStream::ParseNumber(std::shared_ptr<CJsonNode>& node) {

@@ -29,39 +29,40 @@ void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level
 
 void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length) {
     out.push_back(u'"');
+    std::size_t run = 0; // start of the plain units not yet copied
     for (std::size_t i = 0; i < length; ++i) {
         char16_t ch = text[i];
-        if ((ch & 0xFF) < 32 || ch == u'"' || ch == u'\\') {
+        if ((ch & 0xFF) >= 32 && ch != u'"' && ch != u'\\') continue;
+        out.append(text + run, text + i);
+        run = i + 1;
+        out.push_back(u'\\');
+        switch (ch) {
+        case 8:
+            out.push_back(u'b');
+            break;
+        case 9:
+            out.push_back(u't');
+            break;
+        case 10:
+            out.push_back(u'n');
+            break;
+        case 12:
+            out.push_back(u'f');
+            break;
+        case 13:
+            out.push_back(u'r');
+            break;
+        case u'"':
+            out.push_back(u'"');
+            break;
+        case u'\\':
             out.push_back(u'\\');
-            switch (ch) {
-            case 8:
-                out.push_back(u'b');
-                break;
-            case 9:
-                out.push_back(u't');
-                break;
-            case 10:
-                out.push_back(u'n');
-                break;
-            case 12:
-                out.push_back(u'f');
-                break;
-            case 13:
-                out.push_back(u'r');
-                break;
-            case u'"':
-                out.push_back(u'"');
-                break;
-            case u'\\':
-                out.push_back(u'\\');
-                break;
-            default:
-                break; // the lone backslash stays: see the header
-            }
-        } else {
-            out.push_back(ch);
+            break;
+        default:
+            break; // the lone backslash stays: see the header
         }
     }
+    out.append(text + run, text + length);
     out.push_back(u'"');
 }
 

@@ -3,12 +3,12 @@
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/platform/wide.h"
 
-std::int64_t CXMLAttrs::Search(const char16_t* name, std::int64_t& position) const {
+std::int64_t CXMLAttrs::Search(std::u16string_view name, std::int64_t& position) const {
     std::int64_t low = 0;
     std::int64_t high = sorted.GetLength() - 1;
     while (low <= high) {
         std::int64_t middle = (low + high) / 2;
-        int order = wcscmp(name, sorted[middle]->GetName().GetString());
+        int order = name.compare(sorted[middle]->GetName().View());
         if (order == 0) return position = middle;
         if (order < 0)
             high = middle - 1;
@@ -21,11 +21,30 @@ std::int64_t CXMLAttrs::Search(const char16_t* name, std::int64_t& position) con
 
 void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
     std::int64_t position;
-    if (std::int64_t found = Search(name, position); found >= 0) {
+    if (std::int64_t found = Search(name.View(), position); found >= 0) {
         sorted[found]->SetValue(value);
         return;
     }
     auto* attr = new CXMLAttr(name, value);
+    attrs.Add(attr);
+    sorted.InsertAt(position, attr);
+}
+
+void CXMLAttrs::AddAttr(std::u16string_view name, std::u16string_view value) {
+    std::int64_t position;
+    if (std::int64_t found = Search(name, position); found >= 0) {
+        sorted[found]->AssignValue(value);
+        return;
+    }
+    CXMLAttr* attr;
+    if (!spare.IsEmpty()) {
+        attr = spare.Last();
+        spare.TArrayTemplate<CXMLAttr*>::DeleteLast(); // the pointer moves to `attrs`
+        attr->AssignName(name);
+        attr->AssignValue(value);
+    } else {
+        attr = new CXMLAttr(CString(name), CString(value));
+    }
     attrs.Add(attr);
     sorted.InsertAt(position, attr);
 }
@@ -63,7 +82,7 @@ void CXMLAttrs::AddAttr(const char16_t* name, const _GUID& value) {
 CXMLAttr* CXMLAttrs::GetAttr(const char16_t* name) const {
     if (name == nullptr) return nullptr;
     std::int64_t position;
-    std::int64_t found = Search(name, position);
+    std::int64_t found = Search(std::u16string_view(name), position);
     return found >= 0 ? sorted[found] : nullptr;
 }
 

@@ -5,6 +5,7 @@
 // position in arrival order.
 #pragma once
 #include <cstdint>
+#include <string_view>
 
 #include "tarvex/core/indirectarray.h"
 #include "tarvex/core/object.h"
@@ -21,23 +22,37 @@ public:
     const CString& GetValue() const { return value; }
     void SetValue(const char16_t* text) { value = text; }
     void SetValue(CString text) { value = std::move(text); }
+    // Replace the text, reusing the buffer when it is not shared.
+    void AssignName(std::u16string_view text) { Assign(name, text); }
+    void AssignValue(std::u16string_view text) { Assign(value, text); }
     // Case-sensitive, by name.
     bool operator<(const CXMLAttr& other) const { return name.Compare(other.name) < 0; }
 
 private:
+    static void Assign(CString& target, std::u16string_view text) {
+        if (target.View() == text) return;
+        int length = static_cast<int>(text.size());
+        char16_t* chars = target.GetBufferSetLength(length);
+        if (length != 0) std::char_traits<char16_t>::copy(chars, text.data(), text.size());
+        target.ReleaseBuffer(length);
+    }
+
     CString name;
     CString value;
 };
 
 class CXMLAttrs : public CTarvexObject {
 public:
-    CXMLAttrs() : attrs(1, 16, true, -8), sorted(1, 16, false, -8) {}
+    CXMLAttrs() : attrs(1, 16, true, -8), sorted(1, 16, false, -8), spare(0, 16, true, -8) {}
     CXMLAttrs(const CXMLAttrs&) = delete;
     CXMLAttrs& operator=(const CXMLAttrs&) = delete;
     ~CXMLAttrs() override = default;
 
     void AddAttr(const char16_t* name, const char16_t* value);
     void AddAttr(const CString& name, const CString& value);
+    // The same, reusing the objects and buffers of flushed attributes: a
+    // reader fills one set tag after tag without allocating.
+    void AddAttr(std::u16string_view name, std::u16string_view value);
     void AddAttr(const char16_t* name, int value);
     void AddAttr(const char16_t* name, std::int64_t value);
     void AddAttr(const char16_t* name, bool value);
@@ -62,16 +77,19 @@ public:
         return index >= 0 && index < attrs.GetLength() ? attrs[index] : nullptr;
     }
     std::int64_t GetCount() const { return attrs.GetLength(); }
+    // Empties the set; the objects are kept for reuse.
     void Flush() {
         sorted.Clear();
-        attrs.Flush();
+        for (CXMLAttr* attr : attrs) spare.Add(attr);
+        attrs.TArrayTemplate<CXMLAttr*>::Clear(); // the pointers moved to `spare`
     }
 
 private:
     // Index in the sorted view of an equal name, or -1; `position` receives
     // where the name would go.
-    std::int64_t Search(const char16_t* name, std::int64_t& position) const;
+    std::int64_t Search(std::u16string_view name, std::int64_t& position) const;
 
     CIndirectArray<CXMLAttr> attrs;
     CIndirectArray<CXMLAttr> sorted;
+    CIndirectArray<CXMLAttr> spare; // flushed, owned, waiting for reuse
 };

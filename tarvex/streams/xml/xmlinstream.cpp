@@ -31,6 +31,20 @@ inline char16_t FromAnsi(unsigned char byte) {
     return byte < 0x80 ? byte : table.high[byte - 0x80];
 }
 
+// Bytes that end a plain run of a value: '&', '<', any byte with the top
+// bit set, and the terminator ('"' in attributes, '<' in element text).
+struct StopTable {
+    bool quote[256] = {};
+    bool text[256] = {};
+    constexpr StopTable() {
+        for (int b = 0x80; b < 256; ++b) quote[b] = text[b] = true;
+        quote['&'] = text['&'] = true;
+        quote['<'] = text['<'] = true;
+        quote['"'] = true;
+    }
+};
+constexpr StopTable kStop;
+
 inline bool IsNameByte(unsigned char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
            (byte >= '0' && byte <= '9') || byte == '_' || byte == ':';
@@ -165,7 +179,8 @@ bool CXMLFileInStream::At(const char* text, std::uint32_t size) const {
 }
 
 void CXMLFileInStream::SkipComment() {
-    while (pos < length && length - pos >= 5 && At("<!--", 4)) {
+    while (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!' &&
+           At("<!--", 4)) {
         const char* end =
             static_cast<const char*>(memmem(buffer + pos + 4, length - pos - 4, "-->", 3));
         pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
@@ -175,7 +190,9 @@ void CXMLFileInStream::SkipComment() {
 
 void CXMLFileInStream::SkipSpace() {
     SkipBlanks();
-    SkipComment();
+    // Comments are rare: the call is made only when one may start here.
+    if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
+        SkipComment();
 }
 
 void CXMLFileInStream::ReadToken(std::string& token) {
@@ -239,10 +256,11 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
         SkipSpace();
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
-        CString value;
-        if (ReadValue(value, '"') == eReadError) return eReadError;
-        Widen(tokenBuffer, scratchName);
-        attrs.AddAttr(scratchName, value);
+        if (ReadValueRaw('"') == eReadError) return eReadError;
+        nameWide.resize(tokenBuffer.size());
+        for (std::size_t i = 0; i < tokenBuffer.size(); ++i)
+            nameWide[i] = FromAnsi(static_cast<unsigned char>(tokenBuffer[i]));
+        attrs.AddAttr(std::u16string_view(nameWide), std::u16string_view(valueBuffer));
     }
 }
 
@@ -340,19 +358,38 @@ bool CXMLFileInStream::AppendUtf8() {
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char terminator) {
+    eReadStatus status = ReadValueRaw(terminator);
+    value = CString(std::u16string_view(valueBuffer));
+    return status;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
     valueBuffer.clear();
     eReadStatus status = eReadOpen;
     while (pos < length) {
         // Plain ASCII runs go in one step.
         std::uint32_t start = pos;
-        while (pos < length) {
-            unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-            if (byte >= 0x80 || byte == '&' || byte == '<' ||
-                byte == static_cast<unsigned char>(terminator))
-                break;
-            ++pos;
+        if (terminator == '"' || terminator == '<') {
+            // The buffer ends in a zero byte, which does not stop the run:
+            // the length bounds it.
+            const bool* stop = terminator == '"' ? kStop.quote : kStop.text;
+            while (pos < length && !stop[static_cast<unsigned char>(buffer[pos])]) ++pos;
+        } else {
+            while (pos < length) {
+                unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+                if (byte >= 0x80 || byte == '&' || byte == '<' ||
+                    byte == static_cast<unsigned char>(terminator))
+                    break;
+                ++pos;
+            }
         }
-        if (pos != start) valueBuffer.append(buffer + start, buffer + pos);
+        if (pos != start) {
+            std::size_t old = valueBuffer.size();
+            valueBuffer.resize(old + (pos - start));
+            char16_t* out = valueBuffer.data() + old;
+            for (std::uint32_t i = start; i < pos; ++i)
+                *out++ = static_cast<unsigned char>(buffer[i]);
+        }
         if (pos >= length) break;
         unsigned char byte = static_cast<unsigned char>(buffer[pos]);
         if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
@@ -367,12 +404,19 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char termi
             }
             if (IsCDataAppeared()) {
                 pos += 9;
-                return ReadCDATA(value);
+                return ReadCDATA();
             }
             break; // the cursor stays on '<'
         }
         if (byte == '&') {
             AppendEntity();
+        } else if (utf8 && (byte & 0xE0) == 0xC0 && pos + 1 < length) {
+            // Two-byte sequences (Cyrillic text) in a run of their own.
+            do {
+                valueBuffer.push_back(
+                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F)));
+                pos += 2;
+            } while (pos + 1 < length && (buffer[pos] & 0xE0) == 0xC0);
         } else if (!utf8) {
             AppendByte(byte);
             ++pos;
@@ -381,11 +425,10 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char termi
             break;
         }
     }
-    value = CString(std::u16string_view(valueBuffer));
     return status;
 }
 
-CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA(CString& value) {
+CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA() {
     std::uint32_t start = pos;
     const char* end = static_cast<const char*>(memmem(buffer + pos, length - pos, "]]>", 3));
     if (end == nullptr || std::memchr(buffer + start, 0, end - (buffer + start)) != nullptr) {
@@ -393,12 +436,12 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA(CString& value) {
         return eReadError;
     }
     std::string_view bytes(buffer + start, static_cast<std::size_t>(end - (buffer + start)));
+    valueBuffer.clear();
     if (utf8) {
-        value = tarvex::FromUtf8(bytes);
+        CString text = tarvex::FromUtf8(bytes);
+        valueBuffer.assign(text.View());
     } else {
-        valueBuffer.clear();
         for (char byte : bytes) AppendByte(static_cast<unsigned char>(byte));
-        value = CString(std::u16string_view(valueBuffer));
     }
     pos = static_cast<std::uint32_t>(end - buffer) + 3;
     SkipSpace();

@@ -78,7 +78,8 @@ private:
     bool Load(const char* data, std::uint64_t size);
     bool ReadSignature();
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
-    eReadStatus ReadCDATA(CString& value);
+    eReadStatus ReadValueRaw(char terminator); // into valueBuffer
+    eReadStatus ReadCDATA();
     void ReadToken(std::string& token);
     void SkipSpace();
     void SkipComment();
@@ -97,6 +98,7 @@ private:
     std::string tokenBuffer;
     std::string nameBuffer;
     std::u16string valueBuffer;
+    std::u16string nameWide;
     CString scratchName;
     CXMLAttrs scratchAttrs;
 };
