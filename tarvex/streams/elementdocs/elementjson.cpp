@@ -164,7 +164,8 @@ bool CElementJsonInStream::ReadParameters(CParamsOwner& owner, CJsonNodeArray& a
     for (const auto& item : array.children) {
         if (item->GetType() != CJsonNode::eObject) return false;
         const auto& object = static_cast<const CJsonNodeObject&>(*item);
-        CString name = ParamText(FindKey(object, u"name"));
+        // Up to a NUL: names reach every caller as C strings.
+        CString name(ParamText(FindKey(object, u"name")).GetString());
         if (name.IsEmpty()) continue;
         auto* param = new CParam;
         param->m_strName = std::move(name);

@@ -45,6 +45,14 @@ bool IsTagName(const CString& name) {
     return (text[0] | 0x20) == u't' && (text[1] | 0x20) == u'a' && (text[2] | 0x20) == u'g';
 }
 
+// The text up to its first NUL. Names reach every caller as C strings, so a
+// name holding "&#x0;" must sort, compare and write as what comes before it.
+CString AsCString(const CString& text) {
+    const char16_t* units = text.GetString();
+    const auto length = std::char_traits<char16_t>::length(units);
+    return length == static_cast<size_t>(text.GetLength()) ? text : CString(units);
+}
+
 char16_t* HeapCopy(const CString& text) {
     const int length = text.GetLength();
     char16_t* copy = new char16_t[length + 1];
@@ -213,9 +221,10 @@ bool CElementXMLInStream::ReadElement(CElement& element, CXMLAttrs& attrs, bool 
 
 CParam* CElementXMLInStream::CreateParameter(CXMLAttrs& attrs) {
     const CXMLAttr* name = attrs.GetAttr(u"name");
-    if (name == nullptr || name->GetValue().IsEmpty()) return nullptr;
+    if (name == nullptr) return nullptr;
+    const CString text = AsCString(name->GetValue());
+    if (text.IsEmpty()) return nullptr;
     auto* param = new CParam;
-    const CString& text = name->GetValue();
     auto found = names.find(text.View());
     if (found != names.end()) {
         param->m_strName = found->second.name;
