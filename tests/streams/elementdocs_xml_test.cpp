@@ -11,7 +11,9 @@
 #include <sstream>
 #include <string>
 
+#include "tarvex/platform/bstr.h"
 #include "tarvex/platform/codepage.h"
+#include "tarvex/platform/variant.h"
 #include "tarvex/streams/elementdocs/elementxml.h"
 #include "tests/streams/elementdocs_support.h"
 
@@ -109,6 +111,48 @@ TEST(ElementXml, ReaderIsLenientWhereTheWriterIsStrict) {
     // The counter follows the highest id read, so new ids stay unique.
     EXPECT_GE(element.GetMaxElementIdVal(), 9);
     EXPECT_GT(element.AddChild(u"new")->GetId(), 9);
+}
+
+TEST(ElementXml, ReadsFromAVariantHoldingTextOrAPath) {
+    CElement root(u"R");
+    root.SetParameter(u"a&#x0;", u"1");
+    CString text;
+    ASSERT_TRUE(root.WriteToXML(text));
+    VARIANT source;
+    VariantInit(&source);
+    source.vt = VT_BSTR;
+    source.bstrVal = SysAllocString(text.GetString());
+    CElement fromText;
+    EXPECT_TRUE(fromText.ReadFromSource(source));
+    ExpectSameTree(root, fromText);
+    VariantClear(&source);
+
+    TempDir dir;
+    const std::string path = dir.Path("v.xml");
+    ASSERT_TRUE(root.WriteToFile(tarvex::FromUtf8(path)));
+    source.vt = VT_BSTR;
+    source.bstrVal = SysAllocString(tarvex::FromUtf8(path).GetString());
+    CElement fromPath;
+    EXPECT_TRUE(fromPath.ReadFromSource(source));
+    ExpectSameTree(root, fromPath);
+    VariantClear(&source);
+
+    source.vt = VT_I4;
+    source.lVal = 1;
+    EXPECT_FALSE(fromPath.ReadFromSource(source));
+}
+
+TEST(ElementXml, ParameterNamesEndAtANul) {
+    // "&#x0;" decodes to a NUL; a name is what comes before it, so a name
+    // starting with one is dropped like an empty one.
+    CElement element;
+    ASSERT_TRUE(element.ReadFromXML(
+        Xml(u"<Element name=\"r\" id=\"0\" uid=\"0\"><Parameters>"
+            u"<Parameter name=\"&#x0;x\" value=\"1\" /><Parameter name=\"b&#x0;c\" value=\"2\" />"
+            u"</Parameters></Element>")));
+    ASSERT_EQ(element.GetParamsCount(), 1);
+    EXPECT_EQ(element.GetParams()[0]->getName().GetLength(), 1);
+    EXPECT_STREQ16(element.GetParameterValue(u"b", u"?"), u"2");
 }
 
 TEST(ElementXml, PartialReadKeepsEarlierChildrenAndDropsTheFailedOne) {
