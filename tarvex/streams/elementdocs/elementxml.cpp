@@ -169,7 +169,7 @@ bool CElementXMLInStream::SkipObject() {
 
 bool CElementXMLInStream::Read(CElement& element, bool readEnd) {
     if (stream == nullptr) return false;
-    CXMLAttrs attrs;
+    CXMLAttrs& attrs = itemAttrs;
     int id;
     const auto result = Next(id, attrs);
     if (result == CXMLSchemaInStream::eResultError || result == CXMLSchemaInStream::eResultEnd ||
@@ -247,7 +247,7 @@ CParam* CElementXMLInStream::CreateParameter(CXMLAttrs& attrs) {
 
 bool CElementXMLInStream::ReadParameters(CParamsOwner& owner) {
     if (stream->GetTagStatus() == CXMLInStream::eReadEmpty) return true;
-    CXMLAttrs attrs;
+    CXMLAttrs& attrs = itemAttrs;
     while (!stream->IsEof()) {
         int id;
         const auto result = Next(id, attrs);
@@ -265,7 +265,7 @@ bool CElementXMLInStream::ReadParameters(CParamsOwner& owner) {
 
 bool CElementXMLInStream::ReadTags(CElement& element) {
     if (stream->GetTagStatus() == CXMLInStream::eReadEmpty) return true;
-    CXMLAttrs attrs;
+    CXMLAttrs& attrs = itemAttrs;
     CElementTagsArray tags;
     while (!stream->IsEof()) {
         int id;

@@ -108,6 +108,9 @@ private:
 
     CXMLSchemaInStream* stream;
     bool tooDeep = false;
+    // One attribute set for every item: each item's attributes are used up
+    // before the next is read, and the set keeps its objects for reuse.
+    CXMLAttrs itemAttrs;
     CString scratchName;
     CString scratchValue;
     // Parameter names repeat across elements: one shared buffer per name
