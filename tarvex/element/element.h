@@ -16,6 +16,9 @@
 #include "tarvex/platform/cstring.h"
 
 class CElementStreamProxy;
+class CXMLAttrs;
+class CXMLSchemaInStream;
+struct tagVARIANT;
 
 class CElement : public CParamsOwner {
 public:
@@ -204,7 +207,23 @@ public:
     // children pairwise.
     bool IsEqualTo(const CElement& other, const NameList* ignored = nullptr) const;
 
+    // --- XML documents (defined in the streams layer; link tarvex_streams).
+    // Each answers whether it worked and reports nothing in words. A read
+    // first empties this element; on a failure what was read so far stays.
+    // The root of a file may be an open or an empty tag; that of a text
+    // must be open, and a text under 10 characters is refused unparsed.
+    bool ReadFromFile(const char16_t* path);
+    bool ReadFromXML(const CString& text);
+    // Text (a path or a document) or an interface pointer.
+    bool ReadFromSource(tagVARIANT source);
+    // UTF-16, declaration included.
+    bool WriteToXML(CString& text) const;
+    // UTF-8, atomically: a failed save leaves the old file as it was.
+    bool WriteToFile(const char16_t* path) const;
+
 protected:
+    // Reads the element whose opening tag the stream has just delivered.
+    bool ReadFromStream(CXMLSchemaInStream& stream, CXMLAttrs& attrs);
     // With a parent the element is appended to it.
     CElement(const char16_t* name, CElement* parent, int64_t id, int32_t modelUID);
 

@@ -320,7 +320,15 @@ void CFileOutStream::Flush() {
     while (left > 0) {
         ssize_t n = ::write(fd, p, left);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
+        if (n <= 0) {
+            // Dropped at once: later writes and Close must not put half a
+            // document in place of the target.
+            int error = errno;
+            Discard();
+            failed = true;
+            errno = error;
+            ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
+        }
         p += n;
         left -= static_cast<unsigned int>(n);
     }
@@ -341,9 +349,18 @@ void CFileOutStream::writeBytes(const void* data, unsigned int size) {
 }
 
 void CFileOutStream::Close() {
-    if (fd < 0) return;
+    if (fd < 0) {
+        if (failed) {
+            failed = false;
+            ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
+        }
+        return;
+    }
     Flush();
-    int result = ::close(fd);
+    // On the disk before the rename, so a crash leaves the old file or the
+    // whole new one.
+    int result = ::fsync(fd);
+    if (::close(fd) != 0) result = -1;
     fd = -1;
     if (result != 0 || ::rename(temporary.c_str(), target.c_str()) != 0) {
         int error = errno;
@@ -351,6 +368,11 @@ void CFileOutStream::Close() {
         errno = error;
         ThrowFile(u"Ошибка записи в файл", path, __PRETTY_FUNCTION__, __LINE__);
     }
+}
+
+void CFileOutStream::Abandon() noexcept {
+    Discard();
+    failed = false;
 }
 
 void CFileOutStream::Discard() noexcept {

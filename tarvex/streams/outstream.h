@@ -87,9 +87,12 @@ public:
     // Closes; an error at this point is swallowed, and while an exception is
     // unwinding the temporary file is dropped instead of replacing the target.
     ~CFileOutStream() override;
-    // Writes what is buffered and puts the file in place; throws
-    // CKVSysException on failure.
+    // Writes what is buffered, flushes it to the disk and puts the file in
+    // place; throws CKVSysException on failure, and after a failed write.
     void Close() override;
+    // Drops the temporary file and leaves the target as it was; writes and
+    // Close do nothing from here on. For a writer that fails half-way.
+    void Abandon() noexcept;
 
 protected:
     void writeBytes(const void* data, unsigned int size) override;
@@ -104,4 +107,6 @@ private:
     std::string temporary;
     unsigned int used = 0;
     char* buffer = nullptr;
+    // A write failed: the temporary file is gone and Close must say so.
+    bool failed = false;
 };
