@@ -1,3 +1,6 @@
+#include <thread>
+#include <vector>
+
 #include "dictionarytest.h"
 
 #include "tarvex/dictionary/paramsdefault.h"
@@ -351,6 +354,16 @@ TEST(ParamDefs, GlobalInstanceAndBridge) {
     EXPECT_EQ(calls, 1);
     GetGlobalParamDefsBridge::SetCb(nullptr);
     EXPECT_FALSE(GetGlobalParamDefsBridge::HasCallBack());
+}
+
+TEST(ParamDefs, GlobalInstanceIsBuiltOnceForAllThreads) {
+    // Hosts reach the global first from whichever thread loads a document.
+    std::vector<CParamDefs*> seen(8, nullptr);
+    std::vector<std::thread> threads;
+    for (auto& slot : seen) threads.emplace_back([&slot] { GetGlobalParamDefs(slot, false); });
+    for (auto& thread : threads) thread.join();
+    for (CParamDefs* defs : seen) EXPECT_EQ(defs, seen.front());
+    EXPECT_NE(seen.front(), nullptr);
 }
 
 TEST(ParamMeasurements, HashIndexLookup) {
