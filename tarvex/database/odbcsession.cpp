@@ -246,30 +246,40 @@ void CODBCSession::GetServerInstancesFromConnectionString(CSortedIndirectArray<C
     ExtractList(out, text, u"SERVER", true);
 }
 
+void CODBCSession::PrepareBrowse(int connectionTimeout) {
+    SetAttribute(SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
+                 u"SQL_ATTR_LOGIN_TIMEOUT");
+    SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT,
+                 reinterpret_cast<SQLPOINTER>(static_cast<std::intptr_t>(connectionTimeout)),
+                 SQL_IS_UINTEGER, u"SQL_ATTR_CONNECTION_TIMEOUT");
+    SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
+                 u"SQL_COPT_SS_BROWSE_CONNECT");
+    SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_IS_POINTER, u"SQL_COPT_SS_BROWSE_SERVER");
+    SetAttribute(SQL_COPT_SS_BROWSE_CACHE_DATA, reinterpret_cast<SQLPOINTER>(1), SQL_IS_UINTEGER,
+                 u"SQL_COPT_SS_BROWSE_CACHE_DATA");
+}
+
+std::int16_t CODBCSession::BrowseConnect(const CString& connectionText, CString& answer,
+                                         int capacity) {
+    CString input(connectionText);
+    SQLSMALLINT length = 0;
+    char16_t* buffer = answer.GetBuffer(capacity);
+    buffer[0] = 0;
+    const SQLRETURN rc = SQLBrowseConnectW(m_hDbc, input.GetBuffer(), SQL_NTS, buffer,
+                                           static_cast<SQLSMALLINT>(capacity), &length);
+    input.ReleaseBuffer();
+    answer.ReleaseBuffer();
+    return rc;
+}
+
 void CODBCSession::GetDatabases(CSortedIndirectArray<CString>& out, CString& connectionString) {
     if (isOpen || m_hDbc != nullptr)
         throw CODBCException(u"Для вызова GetDatabases соединение должно быть закрыто.");
     AllocateConnection();
     try {
-        SetAttribute(SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
-                     u"SQL_ATTR_LOGIN_TIMEOUT");
-        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(90), SQL_IS_UINTEGER,
-                     u"SQL_ATTR_CONNECTION_TIMEOUT");
-        SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
-                     u"SQL_COPT_SS_BROWSE_CONNECT");
-        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_IS_POINTER,
-                     u"SQL_COPT_SS_BROWSE_SERVER");
-        SetAttribute(SQL_COPT_SS_BROWSE_CACHE_DATA, reinterpret_cast<SQLPOINTER>(1),
-                     SQL_IS_UINTEGER, u"SQL_COPT_SS_BROWSE_CACHE_DATA");
-        CString input(connectionString);
+        PrepareBrowse(90);
         CString answer;
-        SQLSMALLINT length = 0;
-        char16_t* buffer = answer.GetBuffer(16384);
-        buffer[0] = 0;
-        const SQLRETURN rc =
-            SQLBrowseConnectW(m_hDbc, input.GetBuffer(), SQL_NTS, buffer, 16384, &length);
-        input.ReleaseBuffer();
-        answer.ReleaseBuffer();
+        const SQLRETURN rc = BrowseConnect(connectionString, answer, 16384);
         if (rc == SQL_NEED_DATA) {
             isOpen = true;
             CODBCException pending(m_hDbc, SQL_HANDLE_DBC, u"SQLBrowseConnect");
@@ -298,15 +308,8 @@ void CODBCSession::AppendServerInstances(const CString& server, const CString& c
     name.ReleaseBuffer();
     SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(1), SQL_IS_UINTEGER,
                  u"SQL_COPT_SS_BROWSE_CONNECT");
-    CString input(connectionText);
     CString answer;
-    SQLSMALLINT length = 0;
-    char16_t* buffer = answer.GetBuffer(8192);
-    buffer[0] = 0;
-    const SQLRETURN rc =
-        SQLBrowseConnectW(m_hDbc, input.GetBuffer(), SQL_NTS, buffer, 8192, &length);
-    input.ReleaseBuffer();
-    answer.ReleaseBuffer();
+    const SQLRETURN rc = BrowseConnect(connectionText, answer, 8192);
     if (rc != SQL_NEED_DATA && !SqlSucceeded(rc))
         throw CODBCException(m_hDbc, SQL_HANDLE_DBC, u"SQLBrowseConnect");
     SQLDisconnect(m_hDbc);
@@ -320,25 +323,9 @@ void CODBCSession::GetServers(CSortedIndirectArray<CString>& out, const char16_t
     connectionText.Format(u"DRIVER={%s};", driverName ? driverName : u"");
     AllocateConnection();
     try {
-        SetAttribute(SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
-                     u"SQL_ATTR_LOGIN_TIMEOUT");
-        SetAttribute(SQL_ATTR_CONNECTION_TIMEOUT, reinterpret_cast<SQLPOINTER>(20), SQL_IS_UINTEGER,
-                     u"SQL_ATTR_CONNECTION_TIMEOUT");
-        SetAttribute(SQL_COPT_SS_BROWSE_CONNECT, reinterpret_cast<SQLPOINTER>(0), SQL_IS_UINTEGER,
-                     u"SQL_COPT_SS_BROWSE_CONNECT");
-        SetAttribute(SQL_COPT_SS_BROWSE_SERVER, nullptr, SQL_IS_POINTER,
-                     u"SQL_COPT_SS_BROWSE_SERVER");
-        SetAttribute(SQL_COPT_SS_BROWSE_CACHE_DATA, reinterpret_cast<SQLPOINTER>(1),
-                     SQL_IS_UINTEGER, u"SQL_COPT_SS_BROWSE_CACHE_DATA");
-        CString input(connectionText);
+        PrepareBrowse(20);
         CString answer;
-        SQLSMALLINT length = 0;
-        char16_t* buffer = answer.GetBuffer(16384);
-        buffer[0] = 0;
-        const SQLRETURN rc =
-            SQLBrowseConnectW(m_hDbc, input.GetBuffer(), SQL_NTS, buffer, 16384, &length);
-        input.ReleaseBuffer();
-        answer.ReleaseBuffer();
+        const SQLRETURN rc = BrowseConnect(connectionText, answer, 16384);
         if (rc != SQL_NEED_DATA && !SqlSucceeded(rc))
             throw CODBCException(m_hDbc, SQL_HANDLE_DBC, u"SQLBrowseConnect");
         isOpen = true;

@@ -89,6 +89,11 @@ private:
                       const char16_t* context);
     void AppendServerInstances(const CString& server, const CString& connectionText,
                                CSortedIndirectArray<CString>& out);
+    // The SQL Server browse attributes that GetDatabases and GetServers set.
+    void PrepareBrowse(int connectionTimeout);
+    // One SQLBrowseConnectW into `answer` of at most `capacity` units; the
+    // driver's return code.
+    std::int16_t BrowseConnect(const CString& connectionText, CString& answer, int capacity);
 
     void* m_hDbc = nullptr;
     bool isOpen = false;
