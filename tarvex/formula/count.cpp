@@ -12,6 +12,28 @@
 
 namespace {
 
+// Real arithmetic of + - * /; false for any other token and for a divisor
+// that the division leaves to the general path (which raises the error).
+inline bool RealArithmetic(int tag, double x, double y, double& out) {
+    switch (tag) {
+    case CFunction::ttIncrement:
+        out = x + y;
+        return true;
+    case CFunction::ttDecrement:
+        out = x - y;
+        return true;
+    case CFunction::ttMultiply:
+        out = x * y;
+        return true;
+    case CFunction::ttDivide:
+        if (std::fabs(y) < 1e-12) return false;
+        out = x / y;
+        return true;
+    default:
+        return false;
+    }
+}
+
 // Whether an order of two operands (-1, 0, 1) satisfies a comparison token.
 inline bool OrderSatisfies(int tag, int order) {
     switch (tag) {
@@ -514,19 +536,10 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 bool done = true;
                 switch (t->m_nTag) {
                 case ttIncrement:
-                    a.dblVal = x + y;
-                    break;
                 case ttDecrement:
-                    a.dblVal = x - y;
-                    break;
                 case ttMultiply:
-                    a.dblVal = x * y;
-                    break;
                 case ttDivide:
-                    if (std::fabs(y) < 1e-12)
-                        done = false;
-                    else
-                        a.dblVal = x / y;
+                    done = RealArithmetic(t->m_nTag, x, y, a.dblVal);
                     break;
                 case ttEqual:
                 case ttNotEqual:
@@ -576,27 +589,12 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
                 } else {
                     const double x = a.vt == VT_R8 ? a.dblVal : double(a.lVal);
                     const double y = b.vt == VT_R8 ? b.dblVal : double(b.lVal);
-                    switch (t->m_nTag) {
-                    case ttIncrement:
-                        a.dblVal = x + y;
-                        break;
-                    case ttDecrement:
-                        a.dblVal = x - y;
-                        break;
-                    case ttMultiply:
-                        a.dblVal = x * y;
-                        break;
-                    case ttDivide:
-                        if (std::fabs(y) < 1e-12)
-                            done = false;
-                        else
-                            a.dblVal = x / y;
-                        break;
-                    default:
-                        done = false;
-                        break;
+                    double result = 0;
+                    done = RealArithmetic(t->m_nTag, x, y, result);
+                    if (done) {
+                        a.vt = VT_R8;
+                        a.dblVal = result;
                     }
-                    if (done) a.vt = VT_R8;
                 }
                 if (done) {
                     b.vt = VT_EMPTY;

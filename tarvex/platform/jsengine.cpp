@@ -108,18 +108,17 @@ CString SafeText(duk_context* ctx, duk_idx_t index) {
 // ---------------------------------------------------------------------------
 // Errors
 
-class CScriptError final : public IActiveScriptError {
+// Reference counting and QueryInterface of an object with one interface
+// besides IUnknown; starts with the creator's reference.
+template <class Interface, const IID& kInterfaceId>
+class CSingleInterfaceObject : public Interface {
 public:
-    CScriptError(CString description, const char16_t* source, bool hasLine, ULONG line,
-                 CString lineText)
-        : m_strDescription(std::move(description)), m_strSource(source), m_bHasLine(hasLine),
-          m_nLine(line), m_strLineText(std::move(lineText)) {}
-    virtual ~CScriptError() = default;
+    virtual ~CSingleInterfaceObject() = default;
 
     HRESULT QueryInterface(REFIID riid, void** object) override {
         if (!object) return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IActiveScriptError) {
-            *object = static_cast<IActiveScriptError*>(this);
+        if (riid == IID_IUnknown || riid == kInterfaceId) {
+            *object = static_cast<Interface*>(this);
             AddRef();
             return S_OK;
         }
@@ -132,6 +131,18 @@ public:
         if (left == 0) delete this;
         return left;
     }
+
+private:
+    std::atomic<ULONG> m_nRefs{1};
+};
+
+class CScriptError final
+    : public CSingleInterfaceObject<IActiveScriptError, IID_IActiveScriptError> {
+public:
+    CScriptError(CString description, const char16_t* source, bool hasLine, ULONG line,
+                 CString lineText)
+        : m_strDescription(std::move(description)), m_strSource(source), m_bHasLine(hasLine),
+          m_nLine(line), m_strLineText(std::move(lineText)) {}
 
     HRESULT GetExceptionInfo(EXCEPINFO* info) override {
         if (!info) return E_POINTER;
@@ -156,7 +167,6 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_nRefs{1};
     CString m_strDescription;
     CString m_strSource;
     bool m_bHasLine;
@@ -485,27 +495,11 @@ private:
     std::vector<CString> m_arrNames;
 };
 
-class CGlobalDispatch final : public IDispatch {
+class CGlobalDispatch final : public CSingleInterfaceObject<IDispatch, IID_IDispatch> {
 public:
     explicit CGlobalDispatch(CJavaScriptEngine* engine) : m_pEngine(engine) { engine->AddRef(); }
-    virtual ~CGlobalDispatch() { m_pEngine->Release(); }
+    ~CGlobalDispatch() override { m_pEngine->Release(); }
 
-    HRESULT QueryInterface(REFIID riid, void** object) override {
-        if (!object) return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IDispatch) {
-            *object = static_cast<IDispatch*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return ++m_nRefs; }
-    ULONG Release() override {
-        const ULONG left = --m_nRefs;
-        if (left == 0) delete this;
-        return left;
-    }
     HRESULT GetTypeInfoCount(UINT* count) override {
         if (!count) return E_POINTER;
         *count = 0;
@@ -539,7 +533,6 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_nRefs{1};
     CJavaScriptEngine* m_pEngine;
 };
 
