@@ -1,6 +1,7 @@
 // Feeds one HTTP response (status line, headers, body) to every service call:
 // each request the client makes is answered with it, so the logins, probes,
-// upload and download all handle the same hostile bytes. A Content-Length
+// upload and download, tasks, schedules and commands all handle the same
+// hostile bytes. A Content-Length
 // that disagrees with the body cuts or starves the read, as a socket would.
 #include <cstdint>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <string_view>
 
 #include "tarvex/core/exceptions.h"
+#include "tarvex/element/element.h"
 #include "tarvex/service/httptransport_internal.h"
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
@@ -117,6 +119,31 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CTXByteBuffer buffer;
     client.DownloadFile(1, buffer);
     if (buffer.GetLength() > response.body.size()) __builtin_trap();
+
+    CParamsOwner params;
+    params.SetParameter(u"COMMAND_NAME", u"fuzz");
+    CProjectServiceApi::HashArray hashes;
+    hashes.Add(1);
+    hashes.Add(UINT64_MAX);
+    CScheduleData schedule;
+    client.SendTask(params, &hashes, &hashes, &schedule);
+    CElement result(u"result");
+    client.GetTaskResult(2, result);
+    client.RemoveTaskSchedule(3);
+    client.EditTaskSchedule(4, schedule);
+    client.GetTaskScheduleSettings(5, schedule);
+    CIndirectArray<CTaskScheduleInfo> tasks;
+    client.GetTaskScheduleGroupInfo(u"group", tasks);
+    // A result element goes out again as part of a command: whatever was read
+    // must write.
+    client.ExportMLT(u"db", u"user", &result);
+    client.CleanDatabase(u"db", u"user");
+    CString message;
+    const auto state = client.GetMLTFile(6, u"/dev/null", &message);
+    if (state != CProjectServiceApi::eAsyncFailed && state != CProjectServiceApi::eAsyncDone &&
+        state != CProjectServiceApi::eAsyncPending)
+        __builtin_trap();
+
     CString error;
     client.OpenSession(u"http://fuzz.test/api/", u"", u"", u"db", &error);
     return 0;

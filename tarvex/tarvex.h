@@ -125,6 +125,9 @@
 #include "tarvex/database/odbcstatement.h"
 #include "tarvex/database/odbctextfield.h"
 
+#include "tarvex/service/cmdbuilderutils.h"
+#include "tarvex/service/commandtemplate.h"
 #include "tarvex/service/internetclient.h"
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
+#include "tarvex/service/taskschedule.h"

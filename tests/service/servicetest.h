@@ -46,7 +46,7 @@ inline std::string ServiceHead(const TestServer& server, const std::string& obje
            "Pragma: no-cache\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n";
 }
 
-class TestClient : public CProjectServiceCommon {
+class TestClient : public CProjectServiceTX {
 public:
     using CTXInternetClient::GetPassword;
     using CTXInternetClient::GetResponseBytes;
