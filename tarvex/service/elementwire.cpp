@@ -1,5 +1,7 @@
 #include "tarvex/service/elementwire_internal.h"
 
+#include <climits>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -7,6 +9,7 @@
 
 #include "tarvex/element/element.h"
 #include "tarvex/platform/codepage.h"
+#include "tarvex/platform/wide.h"
 #include "tarvex/service/cmdbuilderutils.h"
 
 namespace tarvex::service {
@@ -84,8 +87,26 @@ private:
         return true;
     }
 
-    void String(const char16_t* text) {
-        m_scratch = EncodeCodePage(m_codePage, text ? std::u16string_view(text) : u"");
+    void String(const char16_t* text) { String(text, text ? wcslen(text) : 0); }
+    void String(const CString& text) {
+        String(text.GetString(), static_cast<std::size_t>(text.GetLength()));
+    }
+    // Through one scratch buffer, which stops allocating once it has grown
+    // to the longest text: a large tree has millions of names and values.
+    void String(const char16_t* text, std::size_t length) {
+        // A UTF-16 unit takes at most three bytes of UTF-8, and one of 1251.
+        const std::size_t room = length * 3;
+        if (length == 0) {
+            m_scratch.clear();
+        } else if (room > static_cast<std::size_t>(INT32_MAX)) {
+            m_scratch = EncodeCodePage(m_codePage, std::u16string_view(text, length));
+        } else {
+            m_scratch.resize(room);
+            const int written =
+                WideCharToMultiByte(m_codePage, 0, text, static_cast<int>(length), m_scratch.data(),
+                                    static_cast<int>(room), nullptr, nullptr);
+            m_scratch.resize(static_cast<std::size_t>(written > 0 ? written : 0));
+        }
         m_writer.String(m_scratch.data(), static_cast<rapidjson::SizeType>(m_scratch.size()));
     }
 
