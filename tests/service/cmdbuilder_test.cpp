@@ -141,10 +141,3 @@ TEST(ElementJson, TreesDeeperThanTheLimitWriteNothing) {
     EXPECT_TRUE(CCmdBuilderUtils::CElementToJsonStringUtf8(root).empty());
     EXPECT_TRUE(CCmdBuilderUtils::CElementToJsonString(root).empty());
 }
-
-TEST(ElementJson, ConversionsByCodePage) {
-    EXPECT_EQ(u"Привет", CCmdBuilderUtils::StringToWstring("\xCF\xF0\xE8\xE2\xE5\xF2"));
-    EXPECT_EQ("\xCF\xF0\xE8\xE2\xE5\xF2?", CCmdBuilderUtils::WstringToString(u"ПриветΩ"));
-    EXPECT_EQ(u"ПриветΩ", CCmdBuilderUtils::Utf8StringToWstring("ПриветΩ"));
-    EXPECT_EQ("ПриветΩ", CCmdBuilderUtils::WstringToStringUtf8(u"ПриветΩ"));
-}

@@ -31,16 +31,13 @@ protected:
 };
 
 constexpr const char* kDefaultSchedule =
-    "{\"id\":1,\"name\":\"schedule\",\"Parameters\":["
-    "{\"name\":\"COMMAND_SCHEDULE_COUNT\",\"value\":\"-1\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_FINISH_DATE\",\"value\":\"\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_FINISH_TIME\",\"value\":\"\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_GROUP_HASH\",\"value\":\"\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_INFO\",\"value\":\"\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_PERIOD\",\"value\":\"60\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_START_DATE\",\"value\":\"\"},"
-    "{\"name\":\"COMMAND_SCHEDULE_START_TIME\",\"value\":\"\"},"
-    "{\"name\":\"NODE_TYPE\",\"value\":\"SCHEDULE\"}]}";
+    "{\"id\":1,\"name\":\"schedule\",\"Parameters\":[{\"name\":\"COMMAND_SCHEDULE_COUNT\","
+    "\"value\":\"-1\"},{\"name\":\"COMMAND_SCHEDULE_FINISH_DATE\",\"value\":\"\"},{\"name\":"
+    "\"COMMAND_SCHEDULE_FINISH_TIME\",\"value\":\"\"},{\"name\":\"COMMAND_SCHEDULE_GROUP_HASH\","
+    "\"value\":\"\"},{\"name\":\"COMMAND_SCHEDULE_INFO\",\"value\":\"\"},{\"name\":"
+    "\"COMMAND_SCHEDULE_PERIOD\",\"value\":\"60\"},{\"name\":\"COMMAND_SCHEDULE_START_DATE\","
+    "\"value\":\"\"},{\"name\":\"COMMAND_SCHEDULE_START_TIME\",\"value\":\"\"},{\"name\":"
+    "\"NODE_TYPE\",\"value\":\"SCHEDULE\"}]}";
 
 } // namespace
 
@@ -71,15 +68,11 @@ TEST_F(TaskTest, PushSendsTheCommandElementWithFilesScheduleAndDependencies) {
     EXPECT_EQ(ServiceHead(server, "/tasks/push", body.size(), "session_token:S"), calls[0].head);
 }
 
-TEST_F(TaskTest, PushWithoutCommandNameSendsNothing) {
-    CParamsOwner params;
-    EXPECT_EQ(0u, client.SendTask(params, nullptr, nullptr, nullptr));
-    params.SetParameter(u"COMMAND_NAME", u"");
-    EXPECT_EQ(0u, client.SendTask(params, nullptr, nullptr, nullptr));
-    EXPECT_EQ(1u, server.RequestCount());
-}
-
-TEST_F(TaskTest, EmptyArraysSendNothingAndGivenNodeTypeStaysBeside) {
+TEST_F(TaskTest, PushWithoutNameOrWithEmptyArraysAndAGivenNodeType) {
+    CParamsOwner unnamed;
+    EXPECT_EQ(0u, client.SendTask(unnamed, nullptr, nullptr, nullptr));
+    EXPECT_EQ(0u, client.SendTask(Command(u""), nullptr, nullptr, nullptr));
+    EXPECT_EQ(1u, server.RequestCount()); // the login only
     server.Push(200, "{\"cmd_hash\":1}");
     server.Push(200, "{\"cmd_hash\":2}");
     CParamsOwner params = Command(u"C");
@@ -221,17 +214,16 @@ TEST_F(TaskTest, ScheduleRemoveAndEditBodies) {
         ServiceHead(server, "/tasks/schedule/remove", calls[0].body.size(), "session_token:S"),
         calls[0].head);
     // The schedule is the root here: id 0.
-    EXPECT_EQ("{\"cmd_hash\":12,\"data\":{\"id\":0,\"name\":\"schedule\",\"Parameters\":["
-              "{\"name\":\"COMMAND_SCHEDULE_COUNT\",\"value\":\"0\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_FINISH_DATE\",\"value\":\"\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_FINISH_TIME\",\"value\":\"\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_GROUP_HASH\",\"value\":\"g1\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_INFO\",\"value\":\"Ночной \\\"запуск\\\"\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_PERIOD\",\"value\":\"3600\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_START_DATE\",\"value\":\"01.02.2026\"},"
-              "{\"name\":\"COMMAND_SCHEDULE_START_TIME\",\"value\":\"\"},"
-              "{\"name\":\"NODE_TYPE\",\"value\":\"SCHEDULE\"}]}}",
-              calls[2].body);
+    EXPECT_EQ(
+        "{\"cmd_hash\":12,\"data\":{\"id\":0,\"name\":\"schedule\",\"Parameters\":[{\"name\":"
+        "\"COMMAND_SCHEDULE_COUNT\",\"value\":\"0\"},{\"name\":\"COMMAND_SCHEDULE_FINISH_DATE\","
+        "\"value\":\"\"},{\"name\":\"COMMAND_SCHEDULE_FINISH_TIME\",\"value\":\"\"},{\"name\":"
+        "\"COMMAND_SCHEDULE_GROUP_HASH\",\"value\":\"g1\"},{\"name\":\"COMMAND_SCHEDULE_INFO\","
+        "\"value\":\"Ночной \\\"запуск\\\"\"},{\"name\":\"COMMAND_SCHEDULE_PERIOD\",\"value\":"
+        "\"3600\"},{\"name\":\"COMMAND_SCHEDULE_START_DATE\",\"value\":\"01.02.2026\"},{\"name\":"
+        "\"COMMAND_SCHEDULE_START_TIME\",\"value\":\"\"},{\"name\":\"NODE_TYPE\",\"value\":"
+        "\"SCHEDULE\"}]}}",
+        calls[2].body);
     EXPECT_EQ(ServiceHead(server, "/tasks/schedule/edit", calls[2].body.size(), "session_token:S"),
               calls[2].head);
 }
