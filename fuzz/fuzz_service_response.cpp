@@ -11,6 +11,7 @@
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/element/element.h"
+#include "tarvex/service/cmdbuilderutils.h"
 #include "tarvex/service/httptransport_internal.h"
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
@@ -128,14 +129,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CScheduleData schedule;
     client.SendTask(params, &hashes, &hashes, &schedule);
     CElement result(u"result");
-    client.GetTaskResult(2, result);
+    // Whatever a result brings in must go out again: the two depth limits agree.
+    if (client.GetTaskResult(2, result) &&
+        CCmdBuilderUtils::CElementToJsonStringUtf8(result).empty())
+        __builtin_trap();
     client.RemoveTaskSchedule(3);
     client.EditTaskSchedule(4, schedule);
     client.GetTaskScheduleSettings(5, schedule);
     CIndirectArray<CTaskScheduleInfo> tasks;
     client.GetTaskScheduleGroupInfo(u"group", tasks);
-    // A result element goes out again as part of a command: whatever was read
-    // must write.
     client.ExportMLT(u"db", u"user", &result);
     client.CleanDatabase(u"db", u"user");
     CString message;
