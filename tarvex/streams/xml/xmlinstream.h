@@ -16,6 +16,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "tarvex/core/object.h"
 #include "tarvex/platform/cstring.h"
@@ -80,7 +81,8 @@ private:
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
     eReadStatus ReadValueRaw(char terminator); // into valueBuffer
     eReadStatus ReadCDATA();
-    void ReadToken(std::string& token);
+    // The token at the cursor, a view of the document's bytes.
+    std::string_view ReadToken();
     void SkipSpace();
     void SkipComment();
     void SkipBlanks() {
@@ -95,8 +97,6 @@ private:
     std::uint32_t length = 0;
     std::uint32_t pos = 0;
     bool utf8 = true;
-    std::string tokenBuffer;
-    std::string nameBuffer;
     std::u16string valueBuffer;
     std::u16string nameWide;
     CString scratchName;
