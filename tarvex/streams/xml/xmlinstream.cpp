@@ -50,9 +50,10 @@ struct StopTable {
 };
 constexpr StopTable kStop;
 
-// Moves over whole blocks of 16 bytes holding no byte that ends a plain
-// run ('&', '<', the terminator, a byte with the top bit set); the rest is
-// left to the caller's byte loop. Never reads at or past `length`.
+// Moves, sixteen bytes at a time, to the first byte that ends a plain run
+// ('&', '<', the terminator, a byte with the top bit set); within the last
+// sixteen bytes the caller's byte loop goes on. Never reads at or past
+// `length`.
 inline std::uint32_t SkipPlain(const char* buffer, std::uint32_t pos, std::uint32_t length,
                                char terminator) {
 #if defined(__SSE2__)
@@ -63,7 +64,8 @@ inline std::uint32_t SkipPlain(const char* buffer, std::uint32_t pos, std::uint3
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
         __m128i stop = _mm_or_si128(_mm_cmpeq_epi8(bytes, amp), _mm_cmpeq_epi8(bytes, lt));
         stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, end));
-        if ((_mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes)) != 0) break;
+        const int mask = _mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes);
+        if (mask != 0) return pos + static_cast<std::uint32_t>(__builtin_ctz(mask));
         pos += 16;
     }
 #else
@@ -222,13 +224,6 @@ void CXMLFileInStream::SkipComment() {
         pos = end != nullptr ? static_cast<std::uint32_t>(end - buffer) + 3 : length;
         SkipBlanks();
     }
-}
-
-void CXMLFileInStream::SkipSpace() {
-    SkipBlanks();
-    // Comments are rare: the call is made only when one may start here.
-    if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
-        SkipComment();
 }
 
 std::string_view CXMLFileInStream::ReadToken() {

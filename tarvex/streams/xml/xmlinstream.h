@@ -83,7 +83,12 @@ private:
     eReadStatus ReadCDATA();
     // The token at the cursor, a view of the document's bytes.
     std::string_view ReadToken();
-    void SkipSpace();
+    void SkipSpace() {
+        SkipBlanks();
+        // Comments are rare: looked for only where one can start.
+        if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
+            SkipComment();
+    }
     void SkipComment();
     void SkipBlanks() {
         while (pos < length && static_cast<unsigned char>(buffer[pos]) <= 32) ++pos;

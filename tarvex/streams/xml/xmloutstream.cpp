@@ -262,7 +262,12 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
 
 int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    tableNames.Push(CString(name));
+    if (openTables == tableNames.size()) tableNames.emplace_back();
+    CString& slot = tableNames[openTables++];
+    if (name == nullptr)
+        slot.Empty();
+    else if (slot.Compare(name) != 0)
+        slot = name;
     PutOpenTag(name, attrs);
     Send();
     return 1;
@@ -270,9 +275,8 @@ int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::EndTable() {
     if (stream == nullptr) return 1;
-    if (!tableNames.IsEmpty()) {
-        CString name = tableNames.Pop();
-        PutCloseTag(name.GetString());
+    if (openTables > 0) {
+        PutCloseTag(tableNames[--openTables].GetString());
     } else {
         PutCloseTag(u"");
     }
@@ -292,12 +296,12 @@ int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::Close() {
     if (created) {
-        while (!tableNames.IsEmpty()) EndTable();
+        while (openTables > 0) EndTable();
         created = 0;
     }
     COutStream* closing = stream;
     stream = nullptr;
-    tableNames.Clear();
+    openTables = 0;
     if (ownsStream && closing != nullptr) {
         // Closing a file is where a write error surfaces: the stream is
         // deleted whatever happens.

@@ -9,6 +9,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "tarvex/core/object.h"
 #include "tarvex/core/stacktemplate.h"
@@ -111,7 +112,11 @@ private:
     void Send();
 
     CPendingBytes pending;
-    TStackTemplate<CString> tableNames;
+    // The names of the open tables, innermost last. Slots above the open
+    // ones keep their strings, so reopening a table of the name a slot last
+    // held costs no allocation.
+    std::vector<CString> tableNames;
+    std::size_t openTables = 0;
     COutStream* stream = nullptr;
     int created = 0;
     int ownsStream = 1;
