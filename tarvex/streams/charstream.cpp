@@ -7,14 +7,31 @@
 
 namespace {
 
-// The growth rule shared by the memory streams: a whole number of steps not
-// below n, and one step more when n is already a multiple. False when the
+// Whole steps of `growBy` not below `n`, and one step more when `n` is
+// already a multiple.
+std::uint64_t WholeSteps(std::uint64_t n, std::uint64_t growBy) {
+    return n + (growBy - n % growBy);
+}
+
+// The growth rule shared by the memory streams: whole steps, enough for n,
+// and no fewer than half the capacity, so that a document of any size costs
+// a logarithmic number of reallocations, not one per step. False when the
 // step is 0; throws -1 when the heap refuses.
 bool GrowBuffer(char*& buffer, std::uint64_t& size, std::uint64_t growBy, std::uint64_t n) {
     if (growBy == 0) return false;
-    std::uint64_t increase = n + (growBy - n % growBy);
-    if (increase < n || size + increase < size) throw -1;
+    const std::uint64_t needed = WholeSteps(n, growBy);
+    if (needed < n || size + needed < size) throw -1;
+    std::uint64_t increase = needed;
+    if (const std::uint64_t half = size / 2; increase < half) {
+        const std::uint64_t geometric = WholeSteps(half, growBy);
+        if (geometric >= half && size + geometric > size) increase = geometric;
+    }
     void* grown = std::realloc(buffer, size + increase);
+    if (grown == nullptr && increase != needed) {
+        // Short of memory: the plain step may still fit.
+        increase = needed;
+        grown = std::realloc(buffer, size + increase);
+    }
     if (grown == nullptr) throw -1;
     buffer = static_cast<char*>(grown);
     size += increase;

@@ -11,14 +11,16 @@
 #include <exception>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "tarvex/core/exceptions.h"
 #include "tarvex/core/numbertext.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/streams/base64.h"
 
 namespace {
-
-constexpr unsigned int kScratch = 1024;
 
 // One 16-bit unit alone in UTF-8; a surrogate on its own is not a character
 // and becomes U+FFFD, as the code-page layer converts it.
@@ -105,66 +107,138 @@ void COutStream::writeSymbol(char& ch, char* scratch, unsigned int& length) cons
     writeSymbol(wide, scratch, length);
 }
 
+namespace {
+
+// Entity kinds of the ASCII characters below '?': 1 for '&', '<' and '>',
+// 2 for '"', which is escaped only on request.
+struct EntityKinds {
+    unsigned char kind[64] = {};
+    constexpr EntityKinds() {
+        kind['&'] = kind['<'] = kind['>'] = 1;
+        kind['"'] = 2;
+    }
+};
+constexpr EntityKinds kEntityKinds;
+
+inline bool NeedsEntity(char16_t ch, bool quotes) {
+    if (ch >= 64) return false;
+    const unsigned char kind = kEntityKinds.kind[ch];
+    return kind == 1 || (kind == 2 && quotes);
+}
+
+// Stores eight characters as bytes when all are ASCII and none needs an
+// entity; false, storing nothing, otherwise.
+inline bool AsciiBlock(const char16_t* text, char* out, bool escape, bool quotes) {
+#if defined(__SSE2__)
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    const __m128i zero = _mm_setzero_si128();
+    __m128i bad = _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-128)), zero);
+    bad = _mm_xor_si128(bad, _mm_set1_epi16(-1)); // lanes of 0x80 and above
+    if (escape) {
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('&')));
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('<')));
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('>')));
+        if (quotes) bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('"')));
+    }
+    if (_mm_movemask_epi8(bad) != 0) return false;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(units, units));
+    return true;
+#else
+    for (int k = 0; k < 8; ++k)
+        if (text[k] >= 0x80 || (escape && NeedsEntity(text[k], quotes))) return false;
+    for (int k = 0; k < 8; ++k) out[k] = static_cast<char>(text[k]);
+    return true;
+#endif
+}
+
+// Characters encoded per step of writeText: the scratch buffer holds the
+// worst case of every one of them.
+constexpr std::size_t kChunk = 512;
+
+} // namespace
+
+std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t count, bool escape,
+                               bool quotes) const {
+    char* p = out;
+    switch (encoding) {
+    case eEncodingUTF8:
+    case eEncodingAnsi: {
+        const bool utf8 = encoding == eEncodingUTF8;
+        for (std::size_t i = 0, block = 0; i < count; ++i) {
+            if (i == block) {
+                // Eight plain ASCII characters at a time; a block holding
+                // anything else goes character by character.
+                while (i + 8 <= count && AsciiBlock(text + i, p, escape, quotes)) {
+                    i += 8;
+                    p += 8;
+                }
+                block = i + 8;
+                if (i == count) break;
+            }
+            const char16_t ch = text[i];
+            if (ch < 0x80) {
+                if (escape && NeedsEntity(ch, quotes)) {
+                    unsigned int entityLength = 0;
+                    const char* entity = Entity(ch, true, entityLength);
+                    std::memcpy(p, entity, entityLength);
+                    p += entityLength;
+                } else {
+                    *p++ = static_cast<char>(ch);
+                }
+            } else {
+                p += utf8 ? Utf8Unit(ch, p) : AnsiUnit(ch, p);
+            }
+        }
+        break;
+    }
+    case eEncodingUnicode: {
+        std::size_t run = 0; // plain characters not yet copied
+        for (std::size_t i = 0; i < count; ++i) {
+            const char16_t ch = text[i];
+            if (!escape || !NeedsEntity(ch, quotes)) continue;
+            std::memcpy(p, text + run, (i - run) * 2);
+            p += (i - run) * 2;
+            run = i + 1;
+            unsigned int entityLength = 0;
+            const char* entity = Entity(ch, true, entityLength);
+            // Entities are ASCII: two bytes a character here.
+            for (unsigned int k = 0; k < entityLength; ++k) {
+                *p++ = entity[k];
+                *p++ = 0;
+            }
+        }
+        std::memcpy(p, text + run, (count - run) * 2);
+        p += (count - run) * 2;
+        break;
+    }
+    default:
+        break; // an unknown encoding writes nothing
+    }
+    return static_cast<std::size_t>(p - out);
+}
+
 void COutStream::writeText(const char16_t* text, std::uint64_t count, bool escape) {
     if (encoding != eEncodingAnsi && encoding != eEncodingUnicode && encoding != eEncodingUTF8)
         return;
-    char scratch[kScratch + 16];
-    unsigned int used = 0;
-    const bool unicode = encoding == eEncodingUnicode;
-    const bool utf8 = encoding == eEncodingUTF8;
-    if (utf8) {
-        // The common case on its own loop: UTF-8, mostly ASCII.
-        for (std::uint64_t i = 0; i < count; ++i) {
-            char16_t ch = text[i];
-            if (ch >= 0x80) {
-                used += Utf8Unit(ch, scratch + used);
-            } else if (escape && ch <= u'>' &&
-                       (ch == u'&' || ch == u'<' || ch == u'>' || (ch == u'"' && cvtQuota))) {
-                unsigned int entityLength = 0;
-                const char* entity = Entity(ch, cvtQuota, entityLength);
-                std::memcpy(scratch + used, entity, entityLength);
-                used += entityLength;
-            } else {
-                scratch[used++] = static_cast<char>(ch);
-            }
-            if (used >= kScratch) {
-                writeBytes(scratch, used);
-                used = 0;
-            }
+    if (encoding == eEncodingUnicode && !escape) {
+        // The text is already in the stream's form: handed on as it stands.
+        constexpr std::uint64_t kMaxUnits = 1u << 29;
+        while (count > 0) {
+            const std::uint64_t take = count < kMaxUnits ? count : kMaxUnits;
+            writeBytes(text, static_cast<unsigned int>(take * 2));
+            text += take;
+            count -= take;
         }
-        if (used != 0) writeBytes(scratch, used);
         return;
     }
-    for (std::uint64_t i = 0; i < count; ++i) {
-        char16_t ch = text[i];
-        // '"' is 34, '&' 38, '<' 60, '>' 62: one test keeps most ASCII on
-        // the short path.
-        const bool special = escape && ch <= u'>' &&
-                             (ch == u'&' || ch == u'<' || ch == u'>' || (ch == u'"' && cvtQuota));
-        if (special) {
-            unsigned int entityLength = 0;
-            const char* entity = Entity(ch, cvtQuota, entityLength);
-            // Entities are ASCII: one byte a character, two in UTF-16.
-            for (unsigned int k = 0; k < entityLength; ++k) {
-                scratch[used++] = entity[k];
-                if (unicode) scratch[used++] = 0;
-            }
-        } else if (unicode) {
-            std::memcpy(scratch + used, &ch, 2);
-            used += 2;
-        } else if (ch < 0x80) {
-            scratch[used++] = static_cast<char>(ch);
-        } else if (utf8) {
-            used += Utf8Unit(ch, scratch + used);
-        } else {
-            used += AnsiUnit(ch, scratch + used);
-        }
-        if (used >= kScratch) {
-            writeBytes(scratch, used);
-            used = 0;
-        }
+    char scratch[kChunk * kMaxCharBytes];
+    while (count > 0) {
+        const std::size_t take = count < kChunk ? static_cast<std::size_t>(count) : kChunk;
+        const std::size_t used = encode(scratch, text, take, escape, cvtQuota);
+        if (used != 0) writeBytes(scratch, static_cast<unsigned int>(used));
+        text += take;
+        count -= take;
     }
-    if (used != 0) writeBytes(scratch, used);
 }
 
 void COutStream::write(char ch) {

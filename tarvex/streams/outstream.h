@@ -7,6 +7,7 @@
 // is converted in runs into a scratch buffer, so writeBytes is called once
 // per run and not once per character.
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -70,7 +71,19 @@ protected:
     void writeSymbol(char16_t& ch, char* scratch, unsigned int& length) const;
 
 private:
+    // The XML writer assembles a whole tag with `encode` and hands it on in
+    // one writeBytes.
+    friend class CXMLOutStream;
+
+    // Room `encode` may need for one character: "&quot;" in UTF-16.
+    static constexpr unsigned int kMaxCharBytes = 12;
+
     void writeText(const char16_t* text, std::uint64_t count, bool escape);
+    // The bytes of `count` characters in the encoding, escaped when `escape`
+    // is set ('"' too when `quotes` is); `out` holds kMaxCharBytes a
+    // character. Answers the number of bytes.
+    std::size_t encode(char* out, const char16_t* text, std::size_t count, bool escape,
+                       bool quotes) const;
 
     EStreamEncoding encoding;
     bool cvtQuota = false;

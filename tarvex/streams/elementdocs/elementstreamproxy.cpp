@@ -1,5 +1,6 @@
 #include "tarvex/streams/elementdocs/elementstreamproxy.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -40,9 +41,24 @@ void CElementStreamProxy::SetElementTagsVector(CElement& element, const CElement
     for (int64_t i = 0; i < count; ++i) element.m_pTags[i] = tags[i];
 }
 
-void CElementStreamProxy::SetChildrenArraySize(CElement&, int64_t) {
-    // A hint only: the child array grows geometrically, and a count read from
-    // untrusted bytes must not decide an allocation up front.
+namespace {
+
+// A count read from a medium may lie, and every level of a nested document
+// can state one: up front no more than this many slots are reserved, and an
+// array that really holds more grows as its items arrive.
+constexpr int64_t kMaxReservedSlots = 256;
+
+template <class Array>
+void ReserveSlots(Array& array, int64_t count) {
+    if (count <= 0) return;
+    const int64_t wanted = std::min(count, kMaxReservedSlots);
+    if (wanted > array.GetPhysicalLength()) array.Resize(wanted);
+}
+
+} // namespace
+
+void CElementStreamProxy::SetChildrenArraySize(CElement& element, int64_t size) {
+    ReserveSlots(element.m_arrChildren, size);
 }
 
 void CElementStreamProxy::AttachChild(CElement& parent, CElement* child) {
@@ -69,6 +85,6 @@ bool CElementParamsStreamProxy::AddNewParameter(CParamsOwner& owner, CParam* par
     return true;
 }
 
-void CElementParamsStreamProxy::SetParametersArraySize(CParamsOwner&, int64_t) {
-    // A hint only, for the reason given at SetChildrenArraySize.
+void CElementParamsStreamProxy::SetParametersArraySize(CParamsOwner& owner, int64_t size) {
+    ReserveSlots(owner.m_Params, size);
 }

@@ -21,7 +21,8 @@ public:
     static void SetElementTag(CElement& element, int64_t index, int tag);
     static void SetElementTagsVector(CElement& element, const CElementTagsArray& tags);
     // Room for `size` children, so a reader that knows the count does not
-    // grow the array step by step.
+    // grow the array step by step. The count may come from untrusted
+    // bytes, so at most 256 slots are reserved at once.
     static void SetChildrenArraySize(CElement& element, int64_t size);
     // Sets the parent and the root down the subtree, then appends. Attaching
     // an empty child before reading it keeps that walk constant-time.
@@ -38,5 +39,6 @@ public:
     // already there the argument is deleted and false answered: the first of
     // a name wins.
     static bool AddNewParameter(CParamsOwner& owner, CParam* param);
+    // As SetChildrenArraySize, for parameters.
     static void SetParametersArraySize(CParamsOwner& owner, int64_t size);
 };

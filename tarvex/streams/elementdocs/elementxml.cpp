@@ -1,8 +1,10 @@
 #include "tarvex/streams/elementdocs/elementxml.h"
 
 #include <climits>
+#include <cstdint>
 #include <iterator>
 #include <memory>
+#include <string_view>
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/platform/variant.h"
@@ -53,6 +55,19 @@ CString AsCString(const CString& text) {
     return length == static_cast<size_t>(text.GetLength()) ? text : CString(units);
 }
 
+// "%d" of `value` in `digits`, as the integer AddAttr writes it.
+std::u16string_view Decimal(int value, char16_t (&digits)[16]) {
+    std::uint32_t magnitude =
+        value < 0 ? 0u - static_cast<std::uint32_t>(value) : static_cast<std::uint32_t>(value);
+    int at = 16;
+    do {
+        digits[--at] = static_cast<char16_t>(u'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) digits[--at] = u'-';
+    return std::u16string_view(digits + at, static_cast<std::size_t>(16 - at));
+}
+
 char16_t* HeapCopy(const CString& text) {
     const int length = text.GetLength();
     char16_t* copy = new char16_t[length + 1];
@@ -76,9 +91,16 @@ bool CElementXMLOutStream::Write(const CElement& element) {
         tooDeep = true;
         return false;
     }
-    elementAttrs.AddAttr(u"name", element.GetName());
-    elementAttrs.AddAttr(u"id", static_cast<int>(element.GetId()));
-    elementAttrs.AddAttr(u"uid", static_cast<int>(element.GetModelUID()));
+    // The view forms write into the set's own buffers: no string is made
+    // per element.
+    const char16_t* name = element.GetName();
+    char16_t digits[16];
+    elementAttrs.AddAttr(std::u16string_view(u"name"),
+                         name != nullptr ? std::u16string_view(name) : std::u16string_view());
+    elementAttrs.AddAttr(std::u16string_view(u"id"),
+                         Decimal(static_cast<int>(element.GetId()), digits));
+    elementAttrs.AddAttr(std::u16string_view(u"uid"),
+                         Decimal(static_cast<int>(element.GetModelUID()), digits));
     if (!stream.BeginTable(u"Element", &elementAttrs)) return false;
     if (!WriteParameters(element)) return false;
     WriteTags(element);
@@ -110,7 +132,8 @@ bool CElementXMLOutStream::WriteTags(const CElement& element) {
     if (!stream.BeginTable(u"Tags")) return false;
     const int32_t* tags = element.GetTags();
     for (int32_t i = 0; i < count; ++i) {
-        tagAttrs.AddAttr(u"value", static_cast<int>(tags[i]));
+        char16_t digits[16];
+        tagAttrs.AddAttr(std::u16string_view(u"value"), Decimal(static_cast<int>(tags[i]), digits));
         if (!stream.EmptyItem(u"Tag", &tagAttrs)) return false;
     }
     return stream.EndTable() != 0;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/platform/codepage.h"
@@ -210,6 +211,14 @@ bool CJsonInStream::ParseString(std::u16string& text) {
     }
 }
 
+void CJsonInStream::TakeItems(CJsonNodeCompound& compound, std::size_t base) {
+    const auto first = items.begin() + static_cast<std::ptrdiff_t>(base);
+    compound.children.reserve(compound.children.size() + (items.size() - base));
+    compound.children.insert(compound.children.end(), std::make_move_iterator(first),
+                             std::make_move_iterator(items.end()));
+    items.erase(first, items.end());
+}
+
 bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
     auto object = std::make_shared<CJsonNodeObject>();
     node = object; // a failure leaves the partial object with the caller
@@ -219,17 +228,19 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
         ++cursor;
         return true;
     }
+    const std::size_t base = items.size();
+    bool ok = false;
     for (;;) {
         SkipSpaceChars();
         std::u16string key;
-        if (!ParseString(key)) return false;
+        if (!ParseString(key)) break;
         SkipSpaceChars();
-        if (*cursor != u':') return false;
+        if (*cursor != u':') break;
         ++cursor;
         std::shared_ptr<CJsonNode> value;
-        if (!ParseValue(value)) return false;
+        if (!ParseValue(value)) break;
         value->key = std::move(key);
-        object->children.push_back(std::move(value));
+        items.push_back(std::move(value));
         SkipSpaceChars();
         if (*cursor == u',') {
             ++cursor;
@@ -237,10 +248,12 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
         }
         if (*cursor == u'}') {
             ++cursor;
-            return true;
+            ok = true;
         }
-        return false;
+        break;
     }
+    TakeItems(*object, base);
+    return ok;
 }
 
 bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
@@ -252,10 +265,12 @@ bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
         ++cursor;
         return true;
     }
+    const std::size_t base = items.size();
+    bool ok = false;
     for (;;) {
         std::shared_ptr<CJsonNode> value;
-        if (!ParseValue(value)) return false;
-        array->children.push_back(std::move(value));
+        if (!ParseValue(value)) break;
+        items.push_back(std::move(value));
         SkipSpaceChars();
         if (*cursor == u',') {
             ++cursor;
@@ -263,8 +278,10 @@ bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
         }
         if (*cursor == u']') {
             ++cursor;
-            return true;
+            ok = true;
         }
-        return false;
+        break;
     }
+    TakeItems(*array, base);
+    return ok;
 }

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tarvex/streams/json/jsonnode.h"
 
@@ -40,6 +41,12 @@ protected:
     bool ParseArray(std::shared_ptr<CJsonNode>& node);
 
 private:
+    // Moves the items parsed since `base` into `compound`, sized once.
+    void TakeItems(CJsonNodeCompound& compound, std::size_t base);
+
+    // The items of the compounds being parsed, innermost last: each compound
+    // gets its vector in one allocation when it ends.
+    std::vector<std::shared_ptr<CJsonNode>> items;
     char16_t* buffer = nullptr;
     const char16_t* cursor = nullptr;
     std::uint32_t length = 0;

@@ -189,7 +189,7 @@ void CJsonNodeCompound::Write(COutStream& stream, unsigned int level) const {
             unsigned int childLevel = frame.level + 1;
             // A compound of another kind (a caller's own subclass) prints
             // itself; the library's own are walked here.
-            if (const auto* compound = dynamic_cast<const CJsonNodeCompound*>(&child)) {
+            if (const CJsonNodeCompound* compound = const_cast<CJsonNode&>(child).AsCompound()) {
                 Head(out, child.key, childLevel);
                 out.push_back(compound->OpenBracket());
                 out.append(u"\r\n");

@@ -20,6 +20,14 @@ std::int64_t CXMLAttrs::Search(std::u16string_view name, std::int64_t& position)
 }
 
 void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
+    // A writer that refills one set names its attributes with the same
+    // shared strings every time: the same buffer is the same name.
+    for (std::int64_t i = 0, n = attrs.GetLength() < 8 ? attrs.GetLength() : 8; i < n; ++i) {
+        if (attrs[i]->GetName().GetString() == name.GetString()) {
+            attrs[i]->SetValue(value);
+            return;
+        }
+    }
     std::int64_t position;
     if (std::int64_t found = Search(name.View(), position); found >= 0) {
         sorted[found]->SetValue(value);

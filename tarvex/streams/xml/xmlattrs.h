@@ -77,10 +77,11 @@ public:
         return index >= 0 && index < attrs.GetLength() ? attrs[index] : nullptr;
     }
     std::int64_t GetCount() const { return attrs.GetLength(); }
-    // Empties the set; the objects are kept for reuse.
+    // Empties the set; the objects are kept for reuse, the first to arrive
+    // on top, so a set refilled in the same order finds each name in place.
     void Flush() {
         sorted.Clear();
-        for (CXMLAttr* attr : attrs) spare.Add(attr);
+        for (std::int64_t i = attrs.GetLength() - 1; i >= 0; --i) spare.Add(attrs[i]);
         attrs.TArrayTemplate<CXMLAttr*>::Clear(); // the pointers moved to `spare`
     }
 

@@ -7,6 +7,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/platform/bstr.h"
@@ -45,6 +50,32 @@ struct StopTable {
 };
 constexpr StopTable kStop;
 
+// Moves, sixteen bytes at a time, to the first byte that ends a plain run
+// ('&', '<', the terminator, a byte with the top bit set); within the last
+// sixteen bytes the caller's byte loop goes on. Never reads at or past
+// `length`.
+inline std::uint32_t SkipPlain(const char* buffer, std::uint32_t pos, std::uint32_t length,
+                               char terminator) {
+#if defined(__SSE2__)
+    const __m128i amp = _mm_set1_epi8('&');
+    const __m128i lt = _mm_set1_epi8('<');
+    const __m128i end = _mm_set1_epi8(terminator);
+    while (length - pos >= 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
+        __m128i stop = _mm_or_si128(_mm_cmpeq_epi8(bytes, amp), _mm_cmpeq_epi8(bytes, lt));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, end));
+        const int mask = _mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes);
+        if (mask != 0) return pos + static_cast<std::uint32_t>(__builtin_ctz(mask));
+        pos += 16;
+    }
+#else
+    (void)buffer;
+    (void)length;
+    (void)terminator;
+#endif
+    return pos;
+}
+
 inline bool IsNameByte(unsigned char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
            (byte >= '0' && byte <= '9') || byte == '_' || byte == ':';
@@ -59,13 +90,20 @@ inline int HexValue(unsigned char byte) {
 
 // Names are ASCII in every document of the system; other bytes go through
 // the ANSI code page.
-void Widen(const std::string& bytes, CString& out) {
+void Widen(std::string_view bytes, CString& out) {
+    // Tags of one name follow each other: an equal name is left as it is.
+    if (static_cast<std::size_t>(out.GetLength()) == bytes.size()) {
+        const char16_t* old = out.GetString();
+        std::size_t i = 0;
+        while (i < bytes.size() && old[i] == FromAnsi(static_cast<unsigned char>(bytes[i]))) ++i;
+        if (i == bytes.size()) return;
+    }
     char16_t* p = out.GetBufferSetLength(static_cast<int>(bytes.size()));
     for (unsigned char byte : bytes) *p++ = FromAnsi(byte);
     out.ReleaseBuffer(static_cast<int>(bytes.size()));
 }
 
-bool EqualsNoCase(const std::string& text, const char* word) {
+bool EqualsNoCase(std::string_view text, const char* word) {
     std::size_t n = std::strlen(word);
     if (text.size() != n) return false;
     for (std::size_t i = 0; i < n; ++i) {
@@ -188,15 +226,7 @@ void CXMLFileInStream::SkipComment() {
     }
 }
 
-void CXMLFileInStream::SkipSpace() {
-    SkipBlanks();
-    // Comments are rare: the call is made only when one may start here.
-    if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
-        SkipComment();
-}
-
-void CXMLFileInStream::ReadToken(std::string& token) {
-    token.clear();
+std::string_view CXMLFileInStream::ReadToken() {
     std::uint32_t start = pos;
     while (pos < length) {
         unsigned char byte = static_cast<unsigned char>(buffer[pos]);
@@ -205,7 +235,7 @@ void CXMLFileInStream::ReadToken(std::string& token) {
             break;
         ++pos;
     }
-    token.assign(buffer + start, pos - start);
+    return std::string_view(buffer + start, pos - start);
 }
 
 bool CXMLFileInStream::ReadSignature() {
@@ -217,8 +247,7 @@ bool CXMLFileInStream::ReadSignature() {
     if (!At("<?", 2)) return false;
     pos += 2;
     SkipBlanks();
-    ReadToken(tokenBuffer);
-    if (!EqualsNoCase(tokenBuffer, "xml")) return false;
+    if (!EqualsNoCase(ReadToken(), "xml")) return false;
     if (ParseAttributes(scratchAttrs) == eReadError) return false;
     // A declared 8-bit encoding switches UTF-8 off; nothing switches it on.
     // A match at the very start of the value does not count.
@@ -249,7 +278,7 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
             ++pos;
             return eReadOpen;
         }
-        ReadToken(tokenBuffer);
+        const std::string_view token = ReadToken();
         SkipSpace();
         if (pos >= length || buffer[pos] != '=') return eReadError;
         ++pos;
@@ -257,9 +286,9 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
         if (ReadValueRaw('"') == eReadError) return eReadError;
-        nameWide.resize(tokenBuffer.size());
-        for (std::size_t i = 0; i < tokenBuffer.size(); ++i)
-            nameWide[i] = FromAnsi(static_cast<unsigned char>(tokenBuffer[i]));
+        nameWide.resize(token.size());
+        for (std::size_t i = 0; i < token.size(); ++i)
+            nameWide[i] = FromAnsi(static_cast<unsigned char>(token[i]));
         attrs.AddAttr(std::u16string_view(nameWide), std::u16string_view(valueBuffer));
     }
 }
@@ -276,8 +305,7 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadTag(CString& name, CXMLAttrs& at
     }
     std::uint32_t start = pos;
     while (pos < length && IsNameByte(static_cast<unsigned char>(buffer[pos]))) ++pos;
-    nameBuffer.assign(buffer + start, pos - start);
-    Widen(nameBuffer, name);
+    Widen(std::string_view(buffer + start, pos - start), name);
     if (pos >= length) return eReadError;
     if (buffer[pos] == '>') {
         // The attributes of an earlier tag stay: callers flush when they care.
@@ -373,6 +401,7 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
             // The buffer ends in a zero byte, which does not stop the run:
             // the length bounds it.
             const bool* stop = terminator == '"' ? kStop.quote : kStop.text;
+            pos = SkipPlain(buffer, pos, length, terminator);
             while (pos < length && !stop[static_cast<unsigned char>(buffer[pos])]) ++pos;
         } else {
             while (pos < length) {
@@ -411,12 +440,18 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
         if (byte == '&') {
             AppendEntity();
         } else if (utf8 && (byte & 0xE0) == 0xC0 && pos + 1 < length) {
-            // Two-byte sequences (Cyrillic text) in a run of their own.
+            // Two-byte sequences (Cyrillic text) in a run of their own,
+            // measured first so the buffer grows once.
+            std::uint32_t end = pos;
             do {
-                valueBuffer.push_back(
-                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F)));
-                pos += 2;
-            } while (pos + 1 < length && (buffer[pos] & 0xE0) == 0xC0);
+                end += 2;
+            } while (end + 1 < length && (buffer[end] & 0xE0) == 0xC0);
+            const std::size_t old = valueBuffer.size();
+            valueBuffer.resize(old + (end - pos) / 2);
+            char16_t* out = valueBuffer.data() + old;
+            for (; pos < end; pos += 2)
+                *out++ =
+                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
         } else if (!utf8) {
             AppendByte(byte);
             ++pos;

@@ -16,6 +16,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "tarvex/core/object.h"
 #include "tarvex/platform/cstring.h"
@@ -80,8 +81,14 @@ private:
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
     eReadStatus ReadValueRaw(char terminator); // into valueBuffer
     eReadStatus ReadCDATA();
-    void ReadToken(std::string& token);
-    void SkipSpace();
+    // The token at the cursor, a view of the document's bytes.
+    std::string_view ReadToken();
+    void SkipSpace() {
+        SkipBlanks();
+        // Comments are rare: looked for only where one can start.
+        if (pos < length && length - pos >= 5 && buffer[pos] == '<' && buffer[pos + 1] == '!')
+            SkipComment();
+    }
     void SkipComment();
     void SkipBlanks() {
         while (pos < length && static_cast<unsigned char>(buffer[pos]) <= 32) ++pos;
@@ -95,8 +102,6 @@ private:
     std::uint32_t length = 0;
     std::uint32_t pos = 0;
     bool utf8 = true;
-    std::string tokenBuffer;
-    std::string nameBuffer;
     std::u16string valueBuffer;
     std::u16string nameWide;
     CString scratchName;

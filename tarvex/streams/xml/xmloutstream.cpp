@@ -1,5 +1,9 @@
 #include "tarvex/streams/xml/xmloutstream.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
 #include "tarvex/core/exceptions.h"
 
 void CXMLOutStreamBase::OLEDateTimeToStr(const COleDateTime& value, CString& text) {
@@ -55,6 +59,128 @@ int CXMLOutStream::Create(const char16_t* path) {
     return 1;
 }
 
+// --- Tag assembly.
+
+CXMLOutStream::CPendingBytes::~CPendingBytes() {
+    std::free(data);
+}
+
+char* CXMLOutStream::CPendingBytes::Grow(std::size_t n) {
+    std::size_t grown = capacity < 256 ? 256 : capacity * 2;
+    if (grown - size < n) grown = size + n;
+    void* fresh = std::realloc(data, grown);
+    if (fresh == nullptr) throw -1; // as the memory streams do
+    data = static_cast<char*>(fresh);
+    capacity = grown;
+    return data + size;
+}
+
+void CXMLOutStream::Send() {
+    const std::size_t size = pending.size;
+    pending.size = 0; // a failed write must not leave half a tag for the next call
+    const char* bytes = pending.data;
+    for (std::size_t at = 0; at < size; at += 1u << 30) {
+        const std::size_t take = size - at < (1u << 30) ? size - at : (1u << 30);
+        stream->writeBytes(bytes + at, static_cast<unsigned int>(take));
+    }
+}
+
+void CXMLOutStream::PutMarkup(const char* ascii, unsigned int length) {
+    switch (stream->getEncoing()) {
+    case COutStream::eEncodingAnsi:
+    case COutStream::eEncodingUTF8: {
+        char* out = pending.Room(length);
+        for (unsigned int i = 0; i < length; ++i) out[i] = ascii[i]; // a few bytes: no call
+        pending.size += length;
+        break;
+    }
+    case COutStream::eEncodingUnicode: {
+        char* out = pending.Room(length * 2u);
+        for (unsigned int i = 0; i < length; ++i) {
+            out[2 * i] = ascii[i];
+            out[2 * i + 1] = 0;
+        }
+        pending.size += length * 2u;
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void CXMLOutStream::PutText(const char16_t* text, bool quotes) {
+    if (text != nullptr)
+        PutText(text, std::char_traits<char16_t>::length(text), stream->xmlSymbols, quotes);
+}
+
+void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape, bool quotes) {
+    // Long texts go straight to the stream rather than through a copy here.
+    constexpr std::size_t kLongText = 4096;
+    if (count > kLongText) {
+        Send();
+        const bool previous = stream->cvtQuota;
+        stream->cvtQuota = quotes;
+        stream->writeText(text, count, escape);
+        stream->cvtQuota = previous;
+        return;
+    }
+    char* out = pending.Room(count * COutStream::kMaxCharBytes);
+    pending.size += stream->encode(out, text, count, escape, quotes);
+}
+
+void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
+    if (attrs == nullptr) return;
+    const COutStream::EStreamEncoding encoding = stream->getEncoing();
+    const bool known = encoding == COutStream::eEncodingAnsi ||
+                       encoding == COutStream::eEncodingUnicode ||
+                       encoding == COutStream::eEncodingUTF8;
+    const unsigned int width = encoding == COutStream::eEncodingUnicode ? 2 : 1;
+    const auto put = [width](char* out, char ascii) {
+        out[0] = ascii;
+        if (width == 2) out[1] = 0;
+        return out + width;
+    };
+    for (std::int64_t i = 0, n = attrs->GetCount(); i < n; ++i) {
+        const CXMLAttr* attr = attrs->GetAttr(i);
+        const char16_t* name = attr->GetName();
+        const char16_t* value = attr->GetValue();
+        // Up to the first NUL, as the text writers take them.
+        const std::size_t nameLength = std::char_traits<char16_t>::length(name);
+        const std::size_t valueLength = std::char_traits<char16_t>::length(value);
+        if (!known || nameLength > 4096 || valueLength > 4096) {
+            PutMarkup(" ", 1);
+            PutText(name, nameLength, stream->xmlSymbols, false);
+            PutMarkup("=\"", 2);
+            PutText(value, valueLength, stream->xmlSymbols, true);
+            PutMarkup("\"", 1);
+            continue;
+        }
+        // The whole attribute in one piece of room.
+        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 8);
+        char* p = put(out, ' ');
+        p += stream->encode(p, name, nameLength, stream->xmlSymbols, false);
+        p = put(put(p, '='), '"');
+        p += stream->encode(p, value, valueLength, stream->xmlSymbols, true);
+        p = put(p, '"');
+        pending.size += static_cast<std::size_t>(p - out);
+    }
+}
+
+void CXMLOutStream::PutOpenTag(const char16_t* name, CXMLAttrs* attrs) {
+    PutMarkup("<", 1);
+    PutText(name, stream->cvtQuota);
+    PutAttrs(attrs);
+    PutMarkup(">", 1);
+}
+
+void CXMLOutStream::PutCloseTag(const char16_t* name) {
+    PutMarkup("</", 2);
+    PutText(name, stream->cvtQuota);
+    PutMarkup(">", 1);
+}
+
+// --- Writing.
+
 void CXMLOutStream::Write(const char16_t* text, bool cvtQuota) {
     bool previous = stream->isConvertingQuotas();
     stream->setCvtQuota(cvtQuota);
@@ -63,22 +189,8 @@ void CXMLOutStream::Write(const char16_t* text, bool cvtQuota) {
 }
 
 void CXMLOutStream::WriteAttrs(CXMLAttrs* attrs) {
-    if (attrs == nullptr) return;
-    for (std::int64_t i = 0, n = attrs->GetCount(); i < n; ++i) {
-        const CXMLAttr* attr = attrs->GetAttr(i);
-        stream->writeMarkup(" ", 1);
-        Write(attr->GetName(), false);
-        stream->writeMarkup("=\"", 2);
-        Write(attr->GetValue(), true);
-        stream->writeMarkup("\"", 1);
-    }
-}
-
-void CXMLOutStream::OpenTag(const char16_t* name, CXMLAttrs* attrs) {
-    stream->tagOpenStart();
-    stream->write(name);
-    WriteAttrs(attrs);
-    stream->tagEnd();
+    PutAttrs(attrs);
+    Send();
 }
 
 int CXMLOutStream::WriteParameter(const char16_t* name, const char16_t* value, int skipEmpty,
@@ -86,11 +198,10 @@ int CXMLOutStream::WriteParameter(const char16_t* name, const char16_t* value, i
     if (stream == nullptr) return 1;
     bool empty = value == nullptr || *value == 0;
     if (empty && skipEmpty != 0) return 1;
-    OpenTag(name, attrs);
-    if (!empty) stream->write(value);
-    stream->tagCloseStart();
-    stream->write(name);
-    stream->tagEnd();
+    PutOpenTag(name, attrs);
+    if (!empty) PutText(value, stream->cvtQuota);
+    PutCloseTag(name);
+    Send();
     return 1;
 }
 
@@ -122,13 +233,16 @@ int CXMLOutStream::WriteCDATAParameter(const char16_t* name, const char16_t* val
     if (stream == nullptr) return 1;
     bool empty = value == nullptr || length == 0 || (length < 0 && *value == 0);
     if (empty && skipEmpty != 0) return 1;
-    OpenTag(name, nullptr);
-    stream->writeMarkup("<![CDATA[", 9);
-    if (!empty) stream->writeCData(value, length);
-    stream->writeMarkup("]]>", 3);
-    stream->tagCloseStart();
-    stream->write(name);
-    stream->tagEnd();
+    PutOpenTag(name, nullptr);
+    PutMarkup("<![CDATA[", 9);
+    if (!empty) {
+        const std::size_t count = length < 0 ? std::char_traits<char16_t>::length(value)
+                                             : static_cast<std::size_t>(length);
+        PutText(value, count, false, false);
+    }
+    PutMarkup("]]>", 3);
+    PutCloseTag(name);
+    Send();
     return 1;
 }
 
@@ -136,51 +250,58 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
                                              std::uint64_t size, int skipEmpty) {
     if (stream == nullptr) return 1;
     if (size == 0 && skipEmpty != 0) return 1;
-    OpenTag(name, nullptr);
-    stream->writeMarkup("<![CDATA[", 9);
+    PutOpenTag(name, nullptr);
+    PutMarkup("<![CDATA[", 9);
+    Send();
     stream->writeCDataBase64(data, size);
-    stream->writeMarkup("]]>", 3);
-    stream->tagCloseStart();
-    stream->write(name);
-    stream->tagEnd();
+    PutMarkup("]]>", 3);
+    PutCloseTag(name);
+    Send();
     return 1;
 }
 
 int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    tableNames.Push(CString(name));
-    OpenTag(name, attrs);
+    if (openTables == tableNames.size()) tableNames.emplace_back();
+    CString& slot = tableNames[openTables++];
+    if (name == nullptr)
+        slot.Empty();
+    else if (slot.Compare(name) != 0)
+        slot = name;
+    PutOpenTag(name, attrs);
+    Send();
     return 1;
 }
 
 int CXMLOutStream::EndTable() {
     if (stream == nullptr) return 1;
-    stream->tagCloseStart();
-    if (!tableNames.IsEmpty()) {
-        CString name = tableNames.Pop();
-        stream->write(name.GetString());
+    if (openTables > 0) {
+        PutCloseTag(tableNames[--openTables].GetString());
+    } else {
+        PutCloseTag(u"");
     }
-    stream->tagEnd();
+    Send();
     return 1;
 }
 
 int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    stream->tagOpenStart();
-    stream->write(name);
-    WriteAttrs(attrs);
-    stream->writeMarkup(" />", 3);
+    PutMarkup("<", 1);
+    PutText(name, stream->cvtQuota);
+    PutAttrs(attrs);
+    PutMarkup(" />", 3);
+    Send();
     return 1;
 }
 
 int CXMLOutStream::Close() {
     if (created) {
-        while (!tableNames.IsEmpty()) EndTable();
+        while (openTables > 0) EndTable();
         created = 0;
     }
     COutStream* closing = stream;
     stream = nullptr;
-    tableNames.Clear();
+    openTables = 0;
     if (ownsStream && closing != nullptr) {
         // Closing a file is where a write error surfaces: the stream is
         // deleted whatever happens.

@@ -7,7 +7,9 @@
 // written in encoding 0 or 1 therefore carries no mark of its encoding.
 // Element text keeps '"' plain; attribute values escape it.
 #pragma once
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "tarvex/core/object.h"
 #include "tarvex/core/stacktemplate.h"
@@ -83,10 +85,38 @@ protected:
     void WriteAttrs(CXMLAttrs* attrs);
 
 private:
-    void WriteDeclaration();
-    void OpenTag(const char16_t* name, CXMLAttrs* attrs);
+    // The bytes of the item being written: each public call assembles its
+    // tags here and hands them to the stream in one writeBytes.
+    class CPendingBytes {
+    public:
+        CPendingBytes() = default;
+        CPendingBytes(const CPendingBytes&) = delete;
+        CPendingBytes& operator=(const CPendingBytes&) = delete;
+        ~CPendingBytes();
+        // Room for `n` more bytes at the end; throws -1 when the heap refuses.
+        char* Room(std::size_t n) { return capacity - size >= n ? data + size : Grow(n); }
+        char* Grow(std::size_t n);
+        char* data = nullptr;
+        std::size_t size = 0;
+        std::size_t capacity = 0;
+    };
 
-    TStackTemplate<CString> tableNames;
+    void WriteDeclaration();
+    void PutOpenTag(const char16_t* name, CXMLAttrs* attrs);
+    void PutAttrs(CXMLAttrs* attrs);
+    void PutMarkup(const char* ascii, unsigned int length);
+    // Escaped as the stream escapes, '"' only with `quotes`.
+    void PutText(const char16_t* text, bool quotes);
+    void PutText(const char16_t* text, std::size_t count, bool escape, bool quotes);
+    void PutCloseTag(const char16_t* name);
+    void Send();
+
+    CPendingBytes pending;
+    // The names of the open tables, innermost last. Slots above the open
+    // ones keep their strings, so reopening a table of the name a slot last
+    // held costs no allocation.
+    std::vector<CString> tableNames;
+    std::size_t openTables = 0;
     COutStream* stream = nullptr;
     int created = 0;
     int ownsStream = 1;
