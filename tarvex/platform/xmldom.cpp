@@ -211,8 +211,9 @@ private:
     bool Parse(const std::string& bytes, const char* encoding) {
         xmlDoc* parsed = nullptr;
         if (bytes.size() < (1u << 31))
-            parsed = xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, encoding,
-                                   kParseOptions);
+            parsed =
+                xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, encoding,
+                              kParseOptions | (encoding != nullptr ? XML_PARSE_IGNORE_ENC : 0));
         // No document type: it is where entities and external subsets live.
         if (parsed != nullptr && (parsed->intSubset != nullptr || parsed->extSubset != nullptr ||
                                   xmlDocGetRootElement(parsed) == nullptr)) {
