@@ -143,7 +143,10 @@ void CLanguageTranslator::ParseText(const char16_t* text, size_t length, const C
     while (start < length) {
         size_t end = start;
         while (end < length && text[end] != u'\n') ++end;
-        CString line(text + start, int(end - start));
+        // Texts are handed out as terminated strings: a line ends at a NUL.
+        size_t stop = start;
+        while (stop < end && text[stop] != 0) ++stop;
+        CString line(text + start, int(stop - start));
         start = end + 1;
         line.Trim();
         const int size = line.GetLength();
