@@ -31,6 +31,7 @@
 #include "tarvex/platform/variant.h"
 #include "tarvex/platform/vartime.h"
 #include "tarvex/platform/wide.h"
+#include "tarvex/platform/xmldom.h"
 
 #include "tarvex/core/arraytemplate.h"
 #include "tarvex/core/containers.h"
@@ -131,3 +132,8 @@
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
 #include "tarvex/service/taskschedule.h"
+
+#include "tarvex/forms/formconfig.h"
+#include "tarvex/forms/hlist.h"
+#include "tarvex/forms/libfilestate.h"
+#include "tarvex/forms/translator.h"

@@ -14,6 +14,8 @@ class CParamDef;
 class CParamDefs;
 class CParamsDefault;
 
+class CElement;
+
 class CDBLink : public CTarvexObject {
 public:
     ~CDBLink() override = default;
@@ -50,4 +52,11 @@ public:
     }
     virtual bool RemoveDefault(const char16_t*, const char16_t*) { return false; }
     virtual bool SaveDefaults(const CParamsDefault&, const char16_t*) { return false; }
+
+    // --- Library objects, for hierarchical reference lists.
+    // The dictionary that goes with this link, or null. Not owned.
+    virtual CParamDefs* GetParamDefs() { return nullptr; }
+    // The element tree of the library object `guid`, or null. The link keeps
+    // it; a caller copies what it needs before asking again.
+    virtual const CElement* GetObjectElement(const char16_t*) { return nullptr; }
 };

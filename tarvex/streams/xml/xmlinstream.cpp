@@ -510,7 +510,3 @@ CXMLInStream::eReadStatus CXMLFileInStream::Skip(const char16_t* tagName) {
     }
     return eReadError;
 }
-
-int CXMLDOMInStream::Open(const void*, int) {
-    KV_THROW(u"Метод чтения XML из памяти в DOM не реализован");
-}

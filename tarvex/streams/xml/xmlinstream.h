@@ -15,12 +15,14 @@
 // Malformed input gives eReadError, never an exception.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "tarvex/core/object.h"
 #include "tarvex/platform/cstring.h"
 #include "tarvex/platform/variant.h"
+#include "tarvex/platform/xmldom.h"
 #include "tarvex/streams/xml/xmlattrs.h"
 
 class CXMLInStream : public CTarvexObject {
@@ -108,23 +110,41 @@ private:
     CXMLAttrs scratchAttrs;
 };
 
-// The same pull interface over a document object model. Its opening over an
-// interface pointer answers 0: no DOM library is wired in yet.
+// The same pull interface over a document object model (IXMLDOMDocument).
+// The walk reports an element with text as open, then its closing tag; an
+// element with neither text nor children as empty. Reading from memory is not
+// offered: Open(data, length) throws.
 class CXMLDOMInStream : public CXMLInStream {
 public:
-    int OpenXML(const tagVARIANT&) override { return 0; }
-    int OpenXML(const char16_t*, int) override { return 0; }
-    int OpenXML(const char*, int) override { return 0; }
+    CXMLDOMInStream() = default;
+    CXMLDOMInStream(const CXMLDOMInStream&) = delete;
+    CXMLDOMInStream& operator=(const CXMLDOMInStream&) = delete;
+    ~CXMLDOMInStream() override;
+
+    // A BSTR names a file to load; any other type answers 0.
+    int OpenXML(const tagVARIANT& source) override;
+    int OpenXML(const char16_t* text, int length) override;
+    // The bytes as ANSI.
+    int OpenXML(const char* text, int length) override;
+    // An existing document; the stream does not own it.
+    int OpenXML(IXMLDOMDocument* document);
     bool IsCDataAppeared() override { return false; }
-    eReadStatus Skip(const char16_t*) override { return eReadError; }
-    eReadStatus ReadTag(CString&, CXMLAttrs& attrs) override {
-        attrs.Flush();
-        return eReadError;
-    }
+    eReadStatus Skip(const char16_t* tagName) override;
+    eReadStatus ReadTag(CString& name, CXMLAttrs& attrs) override;
     // Throws CKVException: reading XML from memory into a DOM is not offered.
     int Open(const void* data, int length) override;
-    int Open(const char16_t*) override { return 0; }
-    void Close() override {}
-    eReadStatus ReadParameter(CString&, const char16_t*) override { return eReadError; }
-    CString GetURL() override { return CString(); }
+    int Open(const char16_t* path) override;
+    void Close() override;
+    eReadStatus ReadParameter(CString& value, const char16_t* tagName) override;
+    CString GetURL() override;
+
+private:
+    IXMLDOMDocument* InitXMLObject();
+    int Start();
+    eReadStatus SelectNextNode(bool descend);
+
+    std::unique_ptr<IXMLDOMDocument> owned;
+    IXMLDOMDocument* document = nullptr;
+    XMLDOMNode current = nullptr;
+    bool ascending = false;
 };

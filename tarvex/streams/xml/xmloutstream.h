@@ -9,12 +9,14 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "tarvex/core/object.h"
 #include "tarvex/core/stacktemplate.h"
 #include "tarvex/platform/cstring.h"
 #include "tarvex/platform/oledatetime.h"
+#include "tarvex/platform/xmldom.h"
 #include "tarvex/streams/charstream.h"
 #include "tarvex/streams/xml/xmlattrs.h"
 
@@ -122,23 +124,47 @@ private:
     int ownsStream = 1;
 };
 
-// The DOM form of the writer waits for a DOM library: it creates nothing and
-// every write answers 0.
+// The same writer building a document object (IXMLDOMDocument). Every write
+// appends an element to the open table, or makes the document element at the
+// top; Close saves to the path given to Create, when there is one.
 class CXMLDOMOutStream : public CXMLOutStreamBase {
 public:
-    int Create(const char16_t*) { return 0; }
-    int WriteParameter(const char16_t*, double, CXMLAttrs* = nullptr) override { return 0; }
-    int WriteParameter(const char16_t*, std::int32_t, CXMLAttrs* = nullptr) override { return 0; }
-    int WriteParameter(const char16_t*, const char16_t*, int = 1, CXMLAttrs* = nullptr) override {
-        return 0;
-    }
-    int WriteDateParameter(const char16_t*, const COleDateTime&, int,
-                           CXMLAttrs* = nullptr) override {
-        return 0;
-    }
-    int WriteCDATAParameter(const char16_t*, const char16_t*, int, int) override { return 0; }
-    int BeginTable(const char16_t*, CXMLAttrs* = nullptr) override { return 0; }
-    int EndTable() override { return 0; }
-    int EmptyItem(const char16_t*, CXMLAttrs* = nullptr) override { return 0; }
-    int Close() override { return 1; }
+    CXMLDOMOutStream() = default;
+    CXMLDOMOutStream(const CXMLDOMOutStream&) = delete;
+    CXMLDOMOutStream& operator=(const CXMLDOMOutStream&) = delete;
+    ~CXMLDOMOutStream() override = default;
+
+    // A new document, saved to `path` (may be empty) at Close. 1 or 0.
+    int Create(const char16_t* path);
+    // Writes into `document`, which the caller keeps; Close saves nothing.
+    int Create(IXMLDOMDocument* document);
+    IXMLDOMDocument* GetXMLDocument() const { return document; }
+
+    int WriteParameter(const char16_t* name, double value, CXMLAttrs* attrs = nullptr) override;
+    int WriteParameter(const char16_t* name, std::int32_t value,
+                       CXMLAttrs* attrs = nullptr) override;
+    // Skips only an empty text with skipEmpty set and no attributes.
+    int WriteParameter(const char16_t* name, const char16_t* value, int skipEmpty = 1,
+                       CXMLAttrs* attrs = nullptr) override;
+    // No test of the date: an invalid one gives an empty element.
+    int WriteDateParameter(const char16_t* name, const COleDateTime& value, int skipEmpty,
+                           CXMLAttrs* attrs = nullptr) override;
+    // Never skips.
+    int WriteCDATAParameter(const char16_t* name, const char16_t* value, int length,
+                            int skipEmpty) override;
+    int BeginTable(const char16_t* name, CXMLAttrs* attrs = nullptr) override;
+    // 0 when no table is open.
+    int EndTable() override;
+    int EmptyItem(const char16_t* name, CXMLAttrs* attrs = nullptr) override;
+    // Saves when a path was given; 0 when that fails.
+    int Close() override;
+
+private:
+    // A new element with `attrs`, appended where writes go; null on failure.
+    XMLDOMNode AddElement(const char16_t* name, CXMLAttrs* attrs);
+
+    CString path;
+    std::unique_ptr<IXMLDOMDocument> owned;
+    IXMLDOMDocument* document = nullptr;
+    XMLDOMNode current = nullptr; // the open table; null at the top
 };
