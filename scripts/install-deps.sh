@@ -10,6 +10,8 @@ packages=(
     libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
     unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
     libxml2-utils libpugixml-dev
+    zlib1g-dev libminizip-dev
+    zip unzip python3 # zip interoperability tests
     libmuparser-dev # peer of the formula benchmark only
 )
 
