@@ -28,6 +28,11 @@ namespace {
 
 constexpr uLong kUtf8NameFlag = 0x800; // general-purpose bit 11
 constexpr uLong kDosDirectory = 0x10;
+// Made by Unix, zip 2.0: unzip then reads the mode bits below and takes the
+// names as they are, not as a DOS code page.
+constexpr uLong kMadeByUnix = (3 << 8) | 20;
+constexpr uLong kUnixFileMode = 0100644ul << 16;
+constexpr uLong kUnixFolderMode = 0040755ul << 16;
 constexpr unsigned kChunk = 256 * 1024;
 // Deflate cannot expand more than about 1032 to 1; a declared size beyond
 // that is not believed when reserving memory.
@@ -61,7 +66,7 @@ zip_fileinfo EntryInfo(std::time_t when, bool folder) {
     info.tmz_date.tm_mon = uInt(local.tm_mon);
     // Zip dates cannot say anything before 1980.
     info.tmz_date.tm_year = uInt(std::max(local.tm_year + 1900, 1980));
-    info.external_fa = folder ? kDosDirectory : 0;
+    info.external_fa = folder ? kUnixFolderMode | kDosDirectory : kUnixFileMode;
     return info;
 }
 
@@ -70,7 +75,8 @@ int OpenEntry(zipFile archive, const std::string& name, const zip_fileinfo& info
     const int zip64 = size >= 0xFFFFFFFFull ? 1 : 0;
     return zipOpenNewFileInZip4_64(archive, name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
                                    Z_DEFLATED, Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS, 8,
-                                   Z_DEFAULT_STRATEGY, nullptr, 0, 0, kUtf8NameFlag, zip64);
+                                   Z_DEFAULT_STRATEGY, nullptr, 0, kMadeByUnix, kUtf8NameFlag,
+                                   zip64);
 }
 
 // Writes in pieces: minizip counts one write in 32 bits.
@@ -170,10 +176,33 @@ bool UnicodePathField(const unsigned char* extra, std::size_t size, const std::s
     return false;
 }
 
+bool IsUtf8(const std::string& bytes) {
+    std::size_t i = 0;
+    while (i < bytes.size()) {
+        const unsigned char lead = static_cast<unsigned char>(bytes[i]);
+        const std::size_t length = lead < 0x80         ? 1
+                                   : (lead >> 5) == 6  ? 2
+                                   : (lead >> 4) == 14 ? 3
+                                   : (lead >> 3) == 30 ? 4
+                                                       : 0;
+        if (length == 0 || length > bytes.size() - i) return false;
+        for (std::size_t k = 1; k < length; ++k)
+            if ((static_cast<unsigned char>(bytes[i + k]) >> 6) != 2) return false;
+        i += length;
+    }
+    return true;
+}
+
 struct SEntry {
     CString name;
     unz_file_info64 info{};
 };
+
+// Info-ZIP on Unix stores names in the system's encoding, UTF-8 today,
+// without the flag; archives from DOS and Windows tools use code page 866.
+bool MadeOnUnix(const unz_file_info64& info) {
+    return (info.version >> 8) == 3;
+}
 
 // Reads the current entry's header; the answer is the minizip code.
 int ReadEntryHeader(unzFile archive, std::vector<char>& nameBuffer,
@@ -189,7 +218,7 @@ int ReadEntryHeader(unzFile archive, std::vector<char>& nameBuffer,
                          std::min<std::size_t>(entry.info.size_file_extra, extraBuffer.size()), raw,
                          utf8))
         entry.name = tarvex::FromUtf8(utf8);
-    else if (entry.info.flag & kUtf8NameFlag)
+    else if ((entry.info.flag & kUtf8NameFlag) || (MadeOnUnix(entry.info) && IsUtf8(raw)))
         entry.name = tarvex::FromUtf8(raw);
     else
         entry.name = tarvex::DecodeCodePage(CP_DOS_866, raw);
