@@ -182,6 +182,15 @@ TEST(ZipArchive, ExtractionDoesNotWriteThroughALinkInTheTarget) {
     EXPECT_EQ(FailureOf([&] { CKVZipHelper::ExtractZipToFolder(Wide(zip), Wide(dir / "target")); }),
               CString(u"Не удалось разархивировать запись архива: \"sub/file.txt\""));
     EXPECT_FALSE(fs::exists(dir / "outside/file.txt"));
+
+    // A hard link in the target is replaced, and what it shares stays whole.
+    fs::remove(dir / "target/sub");
+    fs::create_directories(dir / "target/sub");
+    WriteBytes(dir / "outside/kept.txt", "old");
+    fs::create_hard_link(dir / "outside/kept.txt", dir / "target/sub/file.txt");
+    ASSERT_TRUE(CKVZipHelper::ExtractZipToFolder(Wide(zip), Wide(dir / "target")));
+    EXPECT_EQ(ReadBytes(dir / "target/sub/file.txt"), "new");
+    EXPECT_EQ(ReadBytes(dir / "outside/kept.txt"), "old");
 }
 
 TEST(ZipArchive, LyingAndBrokenArchivesAnswerWithTheirTexts) {

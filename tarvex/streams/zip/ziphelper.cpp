@@ -10,6 +10,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -308,8 +309,11 @@ bool ExtractEntryToFolder(unzFile archive, int root, const SEntry& entry,
     }
     if (folder) return true;
 
+    // A file already there is replaced, not written into: it may be a hard
+    // link to something outside the folder.
+    if (::unlinkat(parent.Get(), steps.back().c_str(), 0) != 0 && errno != ENOENT) return false;
     CFd file(::openat(parent.Get(), steps.back().c_str(),
-                      O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (file.Get() < 0) return false;
     if (unzOpenCurrentFile(archive) != UNZ_OK) return false;
     bool ok = true;
