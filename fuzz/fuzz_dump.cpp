@@ -14,7 +14,12 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 1 || size > (1u << 16)) return 0;
-    static const std::string name = "/tmp/tarvex_fuzz_dump_" + std::to_string(getpid());
+    // One scratch file per process, removed when the process ends.
+    static const struct Scratch {
+        std::string name = "/tmp/tarvex_fuzz_dump_" + std::to_string(getpid());
+        ~Scratch() { std::remove(name.c_str()); }
+    } scratch;
+    const std::string& name = scratch.name;
     if (FILE* file = std::fopen(name.c_str(), "wb")) {
         std::fwrite(data + 1, 1, size - 1, file);
         std::fclose(file);
