@@ -11,6 +11,8 @@ packages=(
     unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
     libxml2-utils libpugixml-dev
     libxml2-dev # the document object model of the DOM streams
+    zlib1g-dev libminizip-dev
+    zip unzip python3 # zip interoperability tests
     libmuparser-dev # peer of the formula benchmark only
 )
 
