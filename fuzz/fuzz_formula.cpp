@@ -1,5 +1,5 @@
 // Arbitrary text through the formula language: compile, evaluate twice (the
-// second run meets the constant cache), render, scan for identifiers and
+// second run meets the constant cache), render, print back, scan for identifiers and
 // replace them; then every function name with argument lists drawn from the
 // input. Every failure must be a CSyntaxError (or the HRESULT thrown by
 // localdatetime), never a crash, hang, leak or overflow.
@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "tarvex/formula/functioncompiler.h"
+#include "tarvex/formula/reverseengeneer.h"
 #include "tarvex/geometry/vector3d.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/safearray.h"
@@ -80,6 +81,13 @@ void Run(CFunctionCompiler& compiler, const char16_t* text) {
             function->Count(rendered, &vars);
             CFunction copy(*function);
             copy.Count(rendered, &vars);
+            // Whatever compiles prints back or says it cannot.
+            CFunctionReverseEngeneer printer;
+            CString printed;
+            try {
+                printer.ReverseEngeneer(function, &vars, printed);
+            } catch (const CSyntaxError&) {
+            }
         } catch (...) {
             delete function;
             throw;

@@ -94,6 +94,7 @@
 #include "tarvex/formula/function.h"
 #include "tarvex/formula/functioncompiler.h"
 #include "tarvex/formula/objects/functionobjectbase.h"
+#include "tarvex/formula/reverseengeneer.h"
 #include "tarvex/formula/structquery.h"
 #include "tarvex/formula/syntaxerror.h"
 #include "tarvex/formula/variables.h"
