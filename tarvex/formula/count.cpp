@@ -8,6 +8,7 @@
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/platform/vartime.h"
 
 namespace {
@@ -66,6 +67,39 @@ inline void PushCopy(VARIANT& slot, const VARIANT& value) {
         slot = value;
     else
         VariantCopy(&slot, &value);
+}
+
+// The arithmetic of objects that define it. The left operand's object
+// writes into the left slot; for + and * an object on the right only writes
+// into the right slot, which the caller then drops, so `2 * v` stays 2.
+bool ObjectOperator(CFunction::TTag tag, VARIANT& a, VARIANT& b) {
+    using TXFunctionObjects::CCalculatedObject;
+    if (CCalculatedObject* left = CCalculatedObject::FromVariant(a)) {
+        switch (tag) {
+        case CFunction::ttIncrement:
+            left->PlusOperator(a, b);
+            return true;
+        case CFunction::ttDecrement:
+            left->MinusOperator(a, b);
+            return true;
+        case CFunction::ttMultiply:
+            left->MultiplyOperator(a, b);
+            return true;
+        case CFunction::ttDivide:
+            left->DivisionOperator(a, b);
+            return true;
+        default:
+            return false;
+        }
+    }
+    if (tag != CFunction::ttIncrement && tag != CFunction::ttMultiply) return false;
+    CCalculatedObject* right = CCalculatedObject::FromVariant(b);
+    if (!right) return false;
+    if (tag == CFunction::ttIncrement)
+        right->PlusOperator(b, a);
+    else
+        right->MultiplyOperator(b, a);
+    return true;
 }
 
 // Operands a token pops, for the tokens that run through CallFunction.
@@ -605,6 +639,12 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             if (t->m_nTag != ttAssign) {
                 if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
                 if (b.vt == VT_DISPATCH) ConvertVariableToValue(b);
+                if ((a.vt == VT_DISPATCH || b.vt == VT_DISPATCH) &&
+                    ObjectOperator(t->m_nTag, a, b)) {
+                    ClearSlot(b);
+                    --index;
+                    break;
+                }
             }
             switch (t->m_nTag) {
             case ttIncrement:

@@ -66,6 +66,8 @@ protected:
     // position) and adds its token.
     void AddVariable(const char16_t* name, unsigned short type, bool strict,
                      _tagCompilerContext& ctx);
+    // `vec3(` with one or three arguments.
+    void ReadVectorConstructor(_tagCompilerContext& ctx);
 
 private:
     static CNameSpace* ElementWords();

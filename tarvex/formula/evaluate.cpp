@@ -7,6 +7,7 @@
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/geometry/vector3d.h"
 #include "tarvex/platform/classregistry.h"
 #include "tarvex/platform/errorinfo.h"
@@ -686,6 +687,52 @@ void CFunction::ComMethod(VARIANT* stack, int& index, const CToken* token) {
     }
     VariantClear(&object);
     object = result;
+}
+
+namespace {
+
+// Thrown when a constructor token holds no object: a fault of the program,
+// not of the formula, so Count reports it as an unidentified failure.
+struct CConstructorTargetError {};
+
+} // namespace
+
+void CFunction::CallCunstructor(const CToken* token, VARIANT* args, int n) {
+    const VARIANT* target = token->GetValue();
+    if (!target || target->vt != VT_DISPATCH || !target->pdispVal) throw CConstructorTargetError{};
+    IDispatch* object = target->pdispVal;
+    for (int i = 0; i < n; ++i) ConvertVariableToValue(args[i]);
+    if (auto* calculated = TXFunctionObjects::CCalculatedObject::FromVariant(*target)) {
+        if (n == 1)
+            calculated->Construct(args[0]);
+        else if (n == 2)
+            calculated->Construct(args[0], args[1]);
+        else
+            calculated->Construct(args[0], args[1], args[2]);
+    } else {
+        // IDispatch takes the arguments last first.
+        std::vector<VARIANT> reversed(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i) reversed[size_t(i)] = args[n - 1 - i];
+        DISPPARAMS params{reversed.data(), nullptr, UINT(n), 0};
+        VARIANT result;
+        VariantInit(&result);
+        EXCEPINFO info{};
+        const HRESULT hr = object->Invoke(-6, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                          &params, &result, &info, nullptr);
+        VariantClear(&result);
+        if (FAILED(hr)) {
+            if (hr == DISP_E_EXCEPTION) ComError(u"Вызов конструктора", info);
+            SysFreeString(info.bstrSource);
+            SysFreeString(info.bstrDescription);
+            SysFreeString(info.bstrHelpFile);
+            ComError(148, hr, u"Вызов конструктора");
+        }
+    }
+    for (int i = 1; i < n; ++i) VariantClear(&args[i]);
+    VariantClear(&args[0]);
+    args[0].vt = VT_DISPATCH;
+    args[0].pdispVal = object;
+    object->AddRef();
 }
 
 void CFunction::SetCOMContextVariable(VARIANT* stack, int& index, int size, bool useContext) {

@@ -1,4 +1,5 @@
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 
 #include "tarvex/formula/aggregate.h"
 
@@ -258,10 +259,22 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
         if (const VARIANT* value = t->GetValue()) {
             auto found = value->vt == VT_DISPATCH ? map.variables.find(value->pdispVal)
                                                   : map.variables.end();
+            auto* vector = t->m_nTag >= CFunction::ttObjConstructor1 &&
+                                   t->m_nTag <= CFunction::ttObjConstructor3 &&
+                                   value->vt == VT_DISPATCH
+                               ? dynamic_cast<TXFunctionObjects::CVector3d*>(value->pdispVal)
+                               : nullptr;
             if (found != map.variables.end()) {
                 VARIANT v;
                 v.vt = VT_DISPATCH;
                 v.pdispVal = found->second;
+                copy->SetValue(v);
+            } else if (vector) {
+                // Each run rebuilds the vector in place: a copy that shared
+                // it would change the original's results.
+                VARIANT v;
+                v.vt = VT_DISPATCH;
+                v.pdispVal = new TXFunctionObjects::CVector3d(vector->GetVector());
                 copy->SetValue(v);
             } else {
                 copy->SetValue(*value);

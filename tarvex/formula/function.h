@@ -356,6 +356,9 @@ private:
     // The functions that take their arguments in `args[0..n)`; the result
     // goes to args[0], the caller clears the rest.
     static void CallFunction(const CToken* token, VARIANT* args, int n);
+    // Tags objConstructor1..3: builds the object the token holds from the
+    // arguments, which it then replaces.
+    static void CallCunstructor(const CToken* token, VARIANT* args, int n);
 
     IDispatch* m_pComContext = nullptr;
     bool m_bConstant = true;
