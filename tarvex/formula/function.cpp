@@ -296,7 +296,8 @@ void CFunction::SetCOMContext(IDispatch* object) {
     m_pComContext = object;
 }
 
-void CFunction::SetCOMContext(const _GUID& clsid, CComContext::Factory factory, void* data) {
+void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory,
+                              void* data) {
     SetCOMContext(nullptr);
     m_ComClsid = clsid;
     m_pComFactory = factory;
@@ -331,11 +332,11 @@ void CFunction::InitCOMObject() {
 
 // ---------------------------------------------------------------------------
 
-bool CFunction::CComContext::AcceptCalculation(CElement*, const CParam*) {
+bool CFunctionComContext::AcceptCalculation(CElement*, const CParam*) {
     return true;
 }
 
-void CFunction::CComContext::Bind(CFunction& function, CElement* element) const {
+void CFunctionComContext::Bind(CFunction& function, CElement* element) const {
     IDispatch* object = m_pElementObject ? m_pElementObject(element, m_pData) : nullptr;
     if (object) {
         function.SetCOMContext(object);

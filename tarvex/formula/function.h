@@ -16,59 +16,15 @@
 #include "tarvex/formula/variables.h"
 #include "tarvex/platform/variant.h"
 
+#include "tarvex/formula/comcontext.h"
+
 class CElement;
-class CParam;
-class CParamsOwner;
 
 class CFunction : public CTarvexObject {
 public:
-    // What a host hands to a calculation so that formulas using `object`
-    // have one: the object for an element, or one made on demand by a
-    // factory for a class id. A host derives from it to veto, filter or
-    // observe a whole-tree calculation; the defaults let everything through.
-    class CComContext : public CTarvexObject {
-    public:
-        // Makes the object for `clsid`; non-zero on success, with a reference
-        // in `*out` for the caller.
-        using Factory = int (*)(IDispatch** out, const _GUID& clsid, void* data);
-        // The object for formulas on `element`, with a reference for the
-        // caller, or null to fall back on the factory.
-        using ElementObject = IDispatch* (*)(CElement* element, void* data);
-        // Supplies values for names no element had: adds parameters to
-        // `owner` and removes the names it settled from `names`.
-        using Fallback = void (*)(CElement* element, void* data, CIndirectArray<CString>& names,
-                                  CParamsOwner& owner);
-
-        CComContext() = default;
-        CComContext(const _GUID& clsid, Factory factory, void* data)
-            : m_Guid(clsid), m_pFactory(factory), m_pData(data) {}
-        ~CComContext() override = default;
-
-        // Asked before a whole-tree calculation starts; false stops it.
-        virtual bool CanCalculate() { return true; }
-        // Whether a formula that uses the object may be calculated for
-        // `param` of `element`. Asked only while object use is allowed.
-        virtual bool AcceptCalculation(CElement* element, const CParam* param);
-        // Sent once when a whole-tree calculation has finished.
-        virtual void OnCalculationEnd() {}
-
-        bool IsObjectUseAllowed() const { return m_bAllowObjects; }
-        void AllowObjectUse(bool allow) { m_bAllowObjects = allow; }
-
-        // Points `function` (and what it inherits to nested functions) at
-        // the object for `element`: the element function's answer first,
-        // else the factory, which then runs only if a formula asks.
-        void Bind(CFunction& function, CElement* element) const;
-
-        _GUID m_Guid{};
-        Factory m_pFactory = nullptr;
-        ElementObject m_pElementObject = nullptr;
-        Fallback m_pFallback = nullptr;
-        void* m_pData = nullptr;
-
-    private:
-        bool m_bAllowObjects = true;
-    };
+    // Declared outside so that the element model can name it without the
+    // formula language; see comcontext.h.
+    using CComContext = CFunctionComContext;
 
     enum TTag : std::int32_t {
         ttConstant = 0,
@@ -305,7 +261,7 @@ public:
     // Both forms release the object held before. The factory form makes the
     // object at the first use of `object` in a count.
     void SetCOMContext(IDispatch* object);
-    void SetCOMContext(const _GUID& clsid, CComContext::Factory factory, void* data);
+    void SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data);
     void InheritContext(const CFunction* from);
     // Gives the evaluation stack back: a formula kept for later runs need
     // not hold one between them. The next count takes one again.
@@ -419,7 +375,7 @@ private:
     static VARIANT* TakeStack();
 
     IDispatch* m_pComContext = nullptr;
-    CComContext::Factory m_pComFactory = nullptr;
+    CFunctionComContext::Factory m_pComFactory = nullptr;
     void* m_pComFactoryData = nullptr;
     _GUID m_ComClsid{};
     bool m_bConstant = true;
