@@ -94,6 +94,7 @@
 #include "tarvex/formula/elementvariables.h"
 #include "tarvex/formula/function.h"
 #include "tarvex/formula/functioncompiler.h"
+#include "tarvex/formula/hierarchy.h"
 #include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/formula/objects/functionobjectbase.h"
 #include "tarvex/formula/objects/scriptobjects.h"

@@ -9,6 +9,7 @@
 
 class CElement;
 class CFunction;
+class CFunctionHierarchyProvider;
 class CParam;
 class CParamsOwner;
 
@@ -54,6 +55,8 @@ public:
     ElementObject m_pElementObject = nullptr;
     Fallback m_pFallback = nullptr;
     void* m_pData = nullptr;
+    // Answers the word `hierarchy` in formulas bound through this context.
+    CFunctionHierarchyProvider* m_pHierarchyProvider = nullptr;
 
 private:
     bool m_bAllowObjects = true;

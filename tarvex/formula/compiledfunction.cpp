@@ -4,6 +4,7 @@
 
 #include "tarvex/element/element.h"
 #include "tarvex/platform/casemap.h"
+#include "tarvex/platform/classregistry.h"
 
 CCompiledFunction::CCompiledFunction() = default;
 
@@ -13,6 +14,60 @@ CCompiledFunction::CCompiledFunction(const char16_t* text) {
 
 CCompiledFunction::~CCompiledFunction() {
     delete m_pFunction;
+}
+
+CCompiledFunction::CCompiledFunction(const CCompiledFunction& other) : CTarvexObject(other) {
+    *this = other;
+}
+
+CCompiledFunction& CCompiledFunction::operator=(const CCompiledFunction& other) {
+    if (this == &other) return *this;
+    delete m_pFunction;
+    m_pFunction = nullptr;
+    m_Variables.Flush();
+    m_strLastError = other.m_strLastError;
+    m_StdVars = other.m_StdVars;
+    // The same variables at the same indexes, which the tokens refer to.
+    auto& source = const_cast<qrksVariablesContainer&>(other.m_Variables);
+    for (std::int64_t i = 0; i < source.GetVarsCount(); ++i)
+        m_Variables.CreateVarIndex(source.GetVarNameOriginal(i).GetString(), source.GetVarType(i),
+                                   false);
+    m_Compiler.InitCompiler();
+    CFunction::ObjectMap objects;
+    m_Compiler.CopyObjectsFrom(other.m_Compiler, objects);
+    if (other.m_pFunction) m_pFunction = new CFunction(*other.m_pFunction, objects);
+    return *this;
+}
+
+int CCompiledFunction::GetComInstance(IDispatch** out, const _GUID& clsid, void* data) {
+    if (!out) return 0;
+    *out = nullptr;
+    if (data) {
+        auto* object = static_cast<IDispatch*>(data);
+        object->AddRef();
+        *out = object;
+        return 1;
+    }
+    const HRESULT hr =
+        CoCreateInstance(clsid, nullptr, 23, IID_IDispatch, reinterpret_cast<void**>(out));
+    if (FAILED(hr) || !*out) {
+        if (*out) (*out)->Release();
+        *out = nullptr;
+        return 0;
+    }
+    return 1;
+}
+
+bool CCompiledFunction::SetCOMObjectContext(CFunction* function, IDispatch* object,
+                                            CFunctionHierarchyProvider* provider) {
+    if (!function) return false;
+    function->SetCOMContext(object, provider);
+    return object != nullptr;
+}
+
+void CCompiledFunction::SetCOMObjectContext(CFunction* function, const _GUID& clsid, void* data,
+                                            CFunctionHierarchyProvider* provider) {
+    if (function) function->SetCOMContext(clsid, &GetComInstance, data, provider);
 }
 
 bool CCompiledFunction::Initialize(const char16_t* text, CElement* element) {

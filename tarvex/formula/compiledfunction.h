@@ -33,8 +33,12 @@ public:
 
     CCompiledFunction();
     explicit CCompiledFunction(const char16_t* text);
-    CCompiledFunction(const CCompiledFunction&) = delete;
-    CCompiledFunction& operator=(const CCompiledFunction&) = delete;
+    // A copy has its own token list, variables and compiler objects: the
+    // objects its tokens hold (this, element contexts, vectors, locals) are
+    // the copy's, so either may outlive the other. Values are not copied:
+    // fill them before the next count.
+    CCompiledFunction(const CCompiledFunction& other);
+    CCompiledFunction& operator=(const CCompiledFunction& other);
     ~CCompiledFunction() override;
 
     // Compiles `text` against `element` (which may be null). An empty text
@@ -112,6 +116,16 @@ public:
                          CString* error = nullptr, CFunction::CComContext* context = nullptr);
     static int CountBoolS(bool& out, const char16_t* text, CElement* element,
                           CString* error = nullptr, CFunction::CComContext* context = nullptr);
+    // The factory the compiler offers for object contexts: a non-null
+    // `data` is the object itself; otherwise a new instance of `clsid`.
+    // Non-zero with a reference in `*out`.
+    static int GetComInstance(IDispatch** out, const _GUID& clsid, void* data);
+    // Points `function` at `object`; true if the object isn't null.
+    static bool SetCOMObjectContext(CFunction* function, IDispatch* object,
+                                    CFunctionHierarchyProvider* provider);
+    // Points `function` at GetComInstance with `clsid` and `data`.
+    static void SetCOMObjectContext(CFunction* function, const _GUID& clsid, void* data,
+                                    CFunctionHierarchyProvider* provider);
     // Frees the evaluation stack until the next count.
     void ReleaseStack() {
         if (m_pFunction) m_pFunction->ReleaseStack();

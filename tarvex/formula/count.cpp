@@ -318,6 +318,8 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
         return vars->GetVarValue(0, out) == 1;
     }
     if (m_Locals.GetLength()) ClearLocals();
+    // Hierarchies live for one count: the host's tree may change between.
+    m_HierarchyCache.Flush();
     if (!m_pStack) m_pStack = TakeStack();
     try {
         SubCount(vars, m_pStack, kStackSize, true);
@@ -810,7 +812,9 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             SetAppCOMContextVariable(stack, index, size);
             break;
         case ttHierarchy:
-            throw CSyntaxError(161u);
+            need(1);
+            SetHierarchyCOMContextVariable(stack, index);
+            break;
         case ttItem: {
             VARIANT& slot = push();
             if (m_pCurrentItem) VariantCopy(&slot, m_pCurrentItem);

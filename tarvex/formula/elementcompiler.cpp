@@ -127,6 +127,18 @@ TXFunctionObjects::CFunctionObjectBase* qrksFunctionCompiler::GetThisFunctionObj
     return dynamic_cast<TXFunctionObjects::CFunctionObjectBase*>(value.pdispVal);
 }
 
+void qrksFunctionCompiler::CopyObjectsFrom(const qrksFunctionCompiler& other,
+                                           CFunction::ObjectMap& map) {
+    SetThisFunctionObject(other.GetThisFunctionObject());
+    map[&other.m_This] = &m_This;
+    for (std::int64_t i = 0; i < other.m_ElementContexts.GetLength(); ++i) {
+        const CTXElementContext* source = other.m_ElementContexts[i];
+        auto* copy = new CTXElementContext(source->GetElement());
+        m_ElementContexts.Add(copy);
+        map[source] = copy;
+    }
+}
+
 void qrksFunctionCompiler::AddVariable(const char16_t* name, unsigned short type, bool strict,
                                        _tagCompilerContext& ctx) {
     if (!ctx.variables) Error(109u);

@@ -762,6 +762,20 @@ void CFunction::SetCOMContextVariable(VARIANT* stack, int& index, int size, bool
     slot.pdispVal = object;
 }
 
+void CFunction::SetHierarchyCOMContextVariable(VARIANT* stack, int index) {
+    InitCOMObject();
+    VARIANT& slot = stack[index];
+    ConvertVariableToValue(slot);
+    const CString name = AsString(slot);
+    if (name.IsEmpty()) throw CSyntaxError(151u);
+    IDispatch* object = nullptr;
+    if (!m_HierarchyCache.GetHierarchy(name.GetString(), m_pComContext, &object))
+        throw CSyntaxError(m_HierarchyCache.GetErrorMessage().GetString());
+    VariantClear(&slot);
+    slot.vt = VT_DISPATCH;
+    slot.pdispVal = object;
+}
+
 void CFunction::SetAppCOMContextVariable(VARIANT* stack, int& index, int size) {
     IDispatch* object = nullptr;
     {

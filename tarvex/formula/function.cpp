@@ -186,6 +186,7 @@ void CFunction::Flush() {
     m_pComContext = nullptr;
     m_pComFactory = nullptr;
     m_pComFactoryData = nullptr;
+    m_HierarchyCache.Flush();
     if (m_pConstValue) {
         VariantClear(m_pConstValue);
         delete m_pConstValue;
@@ -288,9 +289,12 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
         }
 }
 
-CFunction::CFunction(const CFunction& other)
+CFunction::CFunction(const CFunction& other) : CFunction(other, ObjectMap()) {}
+
+CFunction::CFunction(const CFunction& other, const ObjectMap& objects)
     : CTarvexObject(other), m_Locals(4, 4, true), m_Pending(0, 4, true) {
     CopyMap map;
+    map.variables = objects;
     for (std::int64_t i = 0; i < other.m_Locals.GetLength(); ++i) {
         auto* variable = new CTXFunctionVariable(other.m_Locals[i]->GetName());
         m_Locals.Add(variable);
@@ -303,15 +307,20 @@ CFunction::CFunction(const CFunction& other)
     CopyTokens(other.m_Tokens, m_Tokens, map);
 }
 
-void CFunction::SetCOMContext(IDispatch* object) {
+void CFunction::SetCOMContext(IDispatch* object, CFunctionHierarchyProvider* provider) {
     if (object) object->AddRef();
     if (m_pComContext) m_pComContext->Release();
     m_pComContext = object;
+    if (provider != m_HierarchyCache.GetProvider()) {
+        // Objects of another provider must not answer for this one.
+        m_HierarchyCache.Flush();
+        m_HierarchyCache.SetProvider(provider);
+    }
 }
 
-void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory,
-                              void* data) {
-    SetCOMContext(nullptr);
+void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data,
+                              CFunctionHierarchyProvider* provider) {
+    SetCOMContext(nullptr, provider);
     m_ComClsid = clsid;
     m_pComFactory = factory;
     m_pComFactoryData = data;
@@ -319,7 +328,7 @@ void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory f
 
 void CFunction::InheritContext(const CFunction* from) {
     if (!from || from == this) return;
-    SetCOMContext(from->m_pComContext);
+    SetCOMContext(from->m_pComContext, from->m_HierarchyCache.GetProvider());
     m_ComClsid = from->m_ComClsid;
     m_pComFactory = from->m_pComFactory;
     m_pComFactoryData = from->m_pComFactoryData;
@@ -352,14 +361,14 @@ bool CFunctionComContext::AcceptCalculation(CElement*, const CParam*) {
 void CFunctionComContext::Bind(CFunction& function, CElement* element) const {
     IDispatch* object = m_pElementObject ? m_pElementObject(element, m_pData) : nullptr;
     if (object) {
-        function.SetCOMContext(object);
+        function.SetCOMContext(object, m_pHierarchyProvider);
         object->Release(); // SetCOMContext took its own reference
         return;
     }
     if (m_pFactory)
-        function.SetCOMContext(m_Guid, m_pFactory, m_pData);
+        function.SetCOMContext(m_Guid, m_pFactory, m_pData, m_pHierarchyProvider);
     else
-        function.SetCOMContext(nullptr);
+        function.SetCOMContext(nullptr, m_pHierarchyProvider);
 }
 
 // ---------------------------------------------------------------------------

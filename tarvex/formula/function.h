@@ -8,10 +8,12 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "tarvex/core/indirectarray.h"
 #include "tarvex/core/sortedarray.h"
+#include "tarvex/formula/hierarchy.h"
 #include "tarvex/formula/syntaxerror.h"
 #include "tarvex/formula/variables.h"
 #include "tarvex/platform/variant.h"
@@ -219,6 +221,11 @@ public:
 
     CFunction();
     CFunction(const CFunction& other);
+    // Objects the tokens hold that the copy must not share (they belong to
+    // the original's owner): each key held by a token is replaced by its
+    // value in the copy, nested functions included.
+    using ObjectMap = std::unordered_map<const IDispatch*, IDispatch*>;
+    CFunction(const CFunction& other, const ObjectMap& objects);
     CFunction& operator=(const CFunction&) = delete;
     ~CFunction() override;
 
@@ -260,9 +267,17 @@ public:
     CElement* GetElementContext() const { return m_pElement; }
     // Both forms release the object held before. The factory form makes the
     // object at the first use of `object` in a count.
-    void SetCOMContext(IDispatch* object);
-    void SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data);
+    // `provider` (not owned, may be null) answers the word `hierarchy`.
+    void SetCOMContext(IDispatch* object, CFunctionHierarchyProvider* provider = nullptr);
+    void SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data,
+                       CFunctionHierarchyProvider* provider = nullptr);
+    // The object (with a reference of its own), the factory and the
+    // hierarchy provider of `from`, for nested functions.
     void InheritContext(const CFunction* from);
+    IDispatch* GetCOMContext() const { return m_pComContext; }
+    CFunctionHierarchyProvider* GetHierarchyProvider() const {
+        return m_HierarchyCache.GetProvider();
+    }
     // Gives the evaluation stack back: a formula kept for later runs need
     // not hold one between them. The next count takes one again.
     void ReleaseStack();
@@ -362,6 +377,8 @@ private:
     static void CollectionItem(int n, VARIANT* stack, int& index);
     void ComMethod(VARIANT* stack, int& index, const CToken* token);
     void SetCOMContextVariable(VARIANT* stack, int& index, int size, bool useContext);
+    // Replaces the name on top of the stack by the hierarchy of that name.
+    void SetHierarchyCOMContextVariable(VARIANT* stack, int index);
     void SetAppCOMContextVariable(VARIANT* stack, int& index, int size);
 
     static void Like(VARIANT& a, VARIANT& b);
@@ -378,6 +395,7 @@ private:
     static VARIANT* TakeStack();
 
     IDispatch* m_pComContext = nullptr;
+    CFunctionHierarchyCache m_HierarchyCache;
     CFunctionComContext::Factory m_pComFactory = nullptr;
     void* m_pComFactoryData = nullptr;
     _GUID m_ComClsid{};
