@@ -369,12 +369,16 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
         CCase* c = token->m_Cases[i];
         bool taken = c->m_pWhen == nullptr;
         if (!taken) {
+            // The bodies answer `object` and `hierarchy` as this function
+            // does now, whatever context they were compiled with.
+            c->m_pWhen->InheritContext(this);
             c->m_pWhen->SubCount(vars, stack + index + 1, room, false);
             taken = Compare(selector, stack[index + 1]) == 0;
             VariantClear(&stack[index + 1]);
         }
         if (!taken) continue;
         if (c->m_pResult) {
+            c->m_pResult->InheritContext(this);
             VariantClear(&selector);
             c->m_pResult->SubCount(vars, stack + index, room, false);
         }

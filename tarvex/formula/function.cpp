@@ -329,6 +329,9 @@ void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory f
 void CFunction::InheritContext(const CFunction* from) {
     if (!from || from == this) return;
     SetCOMContext(from->m_pComContext, from->m_HierarchyCache.GetProvider());
+    // A nested function is bound again at each evaluation of its construct:
+    // what it cached belongs to the evaluation before.
+    m_HierarchyCache.Flush();
     m_ComClsid = from->m_ComClsid;
     m_pComFactory = from->m_pComFactory;
     m_pComFactoryData = from->m_pComFactoryData;
