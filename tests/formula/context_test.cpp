@@ -105,12 +105,11 @@ TEST(Hierarchy, ProviderAnswersOncePerCount) {
 TEST(Hierarchy, Failures) {
     Formulas f;
     auto function = f.Compile(u"hierarchy(h)");
-    f.vars.SetValue(u"H", [] {
-        VARIANT v;
-        v.vt = VT_BSTR;
-        v.bstrVal = SysAllocString(u"ducts");
-        return v;
-    }());
+    VARIANT name;
+    name.vt = VT_BSTR;
+    name.bstrVal = SysAllocString(u"ducts");
+    f.vars.SetValue(u"H", name);
+    VariantClear(&name);
     // No provider.
     EXPECT_EQ(Formulas::Run(*function, &f.vars), u"Контекст не определен");
     Provider provider;
