@@ -8,6 +8,7 @@
 #include <random>
 #include <string_view>
 
+#include "tarvex/formula/elementcompiler.h"
 #include "tarvex/formula/functioncompiler.h"
 #include "tarvex/formula/reverseengeneer.h"
 #include "tarvex/geometry/vector3d.h"
@@ -177,6 +178,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CString text = tarvex::FromUtf8(bytes);
     CFunctionCompiler compiler;
     Run(compiler, text);
+    // The element words: script objects, vec3, queries.
+    qrksFunctionCompiler elementCompiler;
+    Run(elementCompiler, text);
 
     CCompiler scanner;
     const char16_t* names[] = {u"x", u"sin"};
