@@ -240,8 +240,7 @@ void qrksFunctionCompiler::ReadVectorConstructor(_tagCompilerContext& ctx) {
     value.vt = VT_DISPATCH;
     value.pdispVal = vector;
     ctx.function->AddToken(CFunction::ttOpenGroup, *ctx.translation);
-    CFunction::CToken* token =
-        ctx.function->AddToken(value, *ctx.translation, CFunction::ttObjConstructor3);
+    CFunction::CToken* token = ctx.function->AddConstructor3Token(value, *ctx.translation);
     Expect(kLeftBracket, 109u);
     int count = 0;
     for (;;) {

@@ -239,6 +239,17 @@ public:
         InsertToken(token, ctx);
         return token;
     }
+    // Constructor calls of one, two or three arguments on the object held
+    // in `target` (VT_DISPATCH).
+    CToken* AddConstructor1Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor1);
+    }
+    CToken* AddConstructor2Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor2);
+    }
+    CToken* AddConstructor3Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor3);
+    }
     CToken* AddVaribaleToken(const char16_t* name, CTranslationContext& ctx);
     CToken* AddTokenAfter(TTag tag, CTranslationContext& ctx);
     void DeleteToken(CToken* token, CTranslationContext& ctx);
