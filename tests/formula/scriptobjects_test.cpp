@@ -353,3 +353,54 @@ TEST(Vector3d, ConstructorThroughDispatch) {
 }
 
 } // namespace
+
+namespace {
+
+// `target(1, 2)` built as the compiler builds a constructor call.
+std::unique_ptr<CFunction> ConstructorCall(const VARIANT& target) {
+    auto function = std::make_unique<CFunction>();
+    CFunction::CTranslationContext ctx;
+    function->AddToken(CFunction::ttOpenGroup, ctx);
+    function->AddConstructor2Token(target, ctx);
+    for (int value : {1, 2}) {
+        function->AddToken(CFunction::ttOpenGroup, ctx);
+        function->AddToken(value, CFunction::ttConstant, ctx);
+        function->AddToken(CFunction::ttCloseGroup, ctx);
+    }
+    function->AddToken(CFunction::ttCloseGroup, ctx);
+    return function;
+}
+
+TEST(Constructors, ForeignObjectsAndMissingTargets) {
+    tarvex_test::CountingDispatch foreign;
+    VARIANT target;
+    target.vt = VT_DISPATCH;
+    target.pdispVal = &foreign;
+    auto call = ConstructorCall(target);
+    VARIANT out;
+    VariantInit(&out);
+    try {
+        call->Count(out, nullptr);
+        ADD_FAILURE();
+    } catch (const CSyntaxError& e) {
+        EXPECT_EQ(e.GetMessageW(), u"Вызов конструктора (Member not found.)");
+    }
+    EXPECT_EQ(foreign.lastId, -6);
+    EXPECT_EQ(foreign.lastArgs, 2u);
+    call.reset();
+    EXPECT_EQ(foreign.refs, 1);
+
+    // A token without an object is a fault of the caller, not of the text.
+    VARIANT empty;
+    VariantInit(&empty);
+    auto broken = ConstructorCall(empty);
+    EXPECT_ANY_THROW(broken->Count(out, nullptr));
+    try {
+        broken->Count(out, nullptr);
+    } catch (const CSyntaxError&) {
+        ADD_FAILURE() << "reported as a formula error";
+    } catch (...) {
+    }
+}
+
+} // namespace
