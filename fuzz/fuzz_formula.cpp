@@ -1,5 +1,5 @@
 // Arbitrary text through the formula language: compile, evaluate twice (the
-// second run meets the constant cache), render, scan for identifiers and
+// second run meets the constant cache), render, print back, scan for identifiers and
 // replace them; then every function name with argument lists drawn from the
 // input. Every failure must be a CSyntaxError (or the HRESULT thrown by
 // localdatetime), never a crash, hang, leak or overflow.
@@ -8,7 +8,9 @@
 #include <random>
 #include <string_view>
 
+#include "tarvex/formula/elementcompiler.h"
 #include "tarvex/formula/functioncompiler.h"
+#include "tarvex/formula/reverseengeneer.h"
 #include "tarvex/geometry/vector3d.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/safearray.h"
@@ -80,6 +82,13 @@ void Run(CFunctionCompiler& compiler, const char16_t* text) {
             function->Count(rendered, &vars);
             CFunction copy(*function);
             copy.Count(rendered, &vars);
+            // Whatever compiles prints back or says it cannot.
+            CFunctionReverseEngeneer printer;
+            CString printed;
+            try {
+                printer.ReverseEngeneer(function, &vars, printed);
+            } catch (const CSyntaxError&) {
+            }
         } catch (...) {
             delete function;
             throw;
@@ -169,6 +178,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CString text = tarvex::FromUtf8(bytes);
     CFunctionCompiler compiler;
     Run(compiler, text);
+    // The element words: script objects, vec3, queries.
+    qrksFunctionCompiler elementCompiler;
+    Run(elementCompiler, text);
 
     CCompiler scanner;
     const char16_t* names[] = {u"x", u"sin"};

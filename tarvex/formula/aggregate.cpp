@@ -236,9 +236,9 @@ void CFunction::AgregFunc(const CToken* token, VARIANT& top) {
     if (!m_pComContext) {
         // Adopt an object a nested function made by its factory.
         if (value && value->m_pComContext)
-            SetCOMContext(value->m_pComContext);
+            SetCOMContext(value->m_pComContext, GetHierarchyProvider());
         else if (condition && condition->m_pComContext)
-            SetCOMContext(condition->m_pComContext);
+            SetCOMContext(condition->m_pComContext, GetHierarchyProvider());
     }
 
     VariantClear(&top);

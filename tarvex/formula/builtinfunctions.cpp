@@ -430,7 +430,8 @@ void CFunction::CallFunction(const CToken* token, VARIANT* args, int n) {
     case ttObjConstructor1:
     case ttObjConstructor2:
     case ttObjConstructor3:
-        throw CSyntaxError(113u);
+        CallCunstructor(token, args, n);
+        return;
     default:
         CallTextFunction(token, args, n);
         return;

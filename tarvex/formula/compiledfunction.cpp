@@ -1,7 +1,10 @@
 #include "tarvex/formula/compiledfunction.h"
 
+#include <vector>
+
 #include "tarvex/element/element.h"
 #include "tarvex/platform/casemap.h"
+#include "tarvex/platform/classregistry.h"
 
 CCompiledFunction::CCompiledFunction() = default;
 
@@ -11,6 +14,60 @@ CCompiledFunction::CCompiledFunction(const char16_t* text) {
 
 CCompiledFunction::~CCompiledFunction() {
     delete m_pFunction;
+}
+
+CCompiledFunction::CCompiledFunction(const CCompiledFunction& other) : CTarvexObject(other) {
+    *this = other;
+}
+
+CCompiledFunction& CCompiledFunction::operator=(const CCompiledFunction& other) {
+    if (this == &other) return *this;
+    delete m_pFunction;
+    m_pFunction = nullptr;
+    m_Variables.Flush();
+    m_strLastError = other.m_strLastError;
+    m_StdVars = other.m_StdVars;
+    // The same variables at the same indexes, which the tokens refer to.
+    auto& source = const_cast<qrksVariablesContainer&>(other.m_Variables);
+    for (std::int64_t i = 0; i < source.GetVarsCount(); ++i)
+        m_Variables.CreateVarIndex(source.GetVarNameOriginal(i).GetString(), source.GetVarType(i),
+                                   false);
+    m_Compiler.InitCompiler();
+    CFunction::ObjectMap objects;
+    m_Compiler.CopyObjectsFrom(other.m_Compiler, objects);
+    if (other.m_pFunction) m_pFunction = new CFunction(*other.m_pFunction, objects);
+    return *this;
+}
+
+int CCompiledFunction::GetComInstance(IDispatch** out, const _GUID& clsid, void* data) {
+    if (!out) return 0;
+    *out = nullptr;
+    if (data) {
+        auto* object = static_cast<IDispatch*>(data);
+        object->AddRef();
+        *out = object;
+        return 1;
+    }
+    const HRESULT hr =
+        CoCreateInstance(clsid, nullptr, 23, IID_IDispatch, reinterpret_cast<void**>(out));
+    if (FAILED(hr) || !*out) {
+        if (*out) (*out)->Release();
+        *out = nullptr;
+        return 0;
+    }
+    return 1;
+}
+
+bool CCompiledFunction::SetCOMObjectContext(CFunction* function, IDispatch* object,
+                                            CFunctionHierarchyProvider* provider) {
+    if (!function) return false;
+    function->SetCOMContext(object, provider);
+    return object != nullptr;
+}
+
+void CCompiledFunction::SetCOMObjectContext(CFunction* function, const _GUID& clsid, void* data,
+                                            CFunctionHierarchyProvider* provider) {
+    if (function) function->SetCOMContext(clsid, &GetComInstance, data, provider);
 }
 
 bool CCompiledFunction::Initialize(const char16_t* text, CElement* element) {
@@ -103,7 +160,16 @@ void CCompiledFunction::SetParameters(const CParamsOwner* owner, const CElement*
     SetElementStdVars(element);
 }
 
-void CCompiledFunction::SetParameters(CElement* element, CElement* other) {
+void CCompiledFunction::SetComContext(const CFunction::CComContext* context, CElement* element) {
+    if (m_pFunction && context) context->Bind(*m_pFunction, element);
+}
+
+void CCompiledFunction::SetParameters(CElement* element, CElement* other,
+                                      CFunction::CComContext* context) {
+    SetComContext(context, element);
+    const bool fallback = context && context->m_pFallback;
+    NameArray missing;
+    std::vector<std::int64_t> missingSlots;
     m_Variables.InitVarsVector();
     m_StdVars.clear();
     ChildIndexCache siblings;
@@ -124,7 +190,22 @@ void CCompiledFunction::SetParameters(CElement* element, CElement* other) {
         }
         const CParam* param = element ? element->GetParameter(key.GetString()) : nullptr;
         if (!param && other) param = other->GetParameter(key.GetString());
-        if (param) m_Variables.StoreText(i, param->m_strValue);
+        if (param) {
+            m_Variables.StoreText(i, param->m_strValue);
+        } else if (fallback) {
+            missing.Add(new CString(key));
+            missingSlots.push_back(i);
+        }
+    }
+    if (fallback && missing.GetLength()) {
+        CParamsOwner supplied;
+        context->m_pFallback(element, context->m_pData, missing, supplied);
+        for (std::size_t n = 0; n < missingSlots.size(); ++n) {
+            const std::int64_t slot = missingSlots[n];
+            if (const CParam* param =
+                    supplied.GetParameter(m_Variables.GetVarName(slot).GetString()))
+                m_Variables.StoreText(slot, param->m_strValue);
+        }
     }
     SetElementStdVars(element);
 }
@@ -202,12 +283,12 @@ int CCompiledFunction::CountStr(CString& out, const CParamsOwner* owner,
 }
 
 int CCompiledFunction::CountStrS(CString& out, const char16_t* text, CElement* element,
-                                 CString* error) {
+                                 CString* error, CFunction::CComContext* context) {
     CCompiledFunction function;
     out.Empty();
     bool ok = function.Initialize(text, nullptr);
     if (ok && function.m_pFunction) {
-        function.SetParameters(element);
+        function.SetParameters(element, nullptr, context);
         ok = function.CountStr(out) == 1;
     }
     if (!ok && error) *error = function.m_strLastError;
@@ -215,12 +296,12 @@ int CCompiledFunction::CountStrS(CString& out, const char16_t* text, CElement* e
 }
 
 int CCompiledFunction::CountBoolS(bool& out, const char16_t* text, CElement* element,
-                                  CString* error) {
+                                  CString* error, CFunction::CComContext* context) {
     CCompiledFunction function;
     out = false;
     bool ok = function.Initialize(text, nullptr);
     if (ok && function.m_pFunction) {
-        function.SetParameters(element);
+        function.SetParameters(element, nullptr, context);
         ok = function.CountBool(out) == 1;
     }
     if (!ok && error) *error = function.m_strLastError;
@@ -242,7 +323,7 @@ void CollectFormulaDependencies(CCompiledFunction& function, CElement* element,
                                                                      text, nullptr, &siblings)
                                               : element->GetParameter(name.GetString());
         int position = 0;
-        if (param && CParam::IsFormulaText(param->m_strValue.GetString(), position))
+        if (param && CParam::IsFormulaText(param->m_strValueComment.GetString(), position))
             found.insert(param);
     }
 }
@@ -254,17 +335,19 @@ bool CParamCalcContext::Init(const char16_t* text) {
     return m_bInitialised;
 }
 
-bool CParamCalcContext::Calculate() {
+bool CParamCalcContext::Calculate(CFunction::CComContext* context) {
     if (!m_pParam) return true;
     if (!m_bInitialised) {
         m_pParam->m_strValue = m_Function.GetLastError();
         return true;
     }
-    m_Function.SetParameters(m_pElement);
+    m_Function.SetParameters(m_pElement, nullptr, context);
     CString result;
     if (m_Function.CountStr(result))
         m_pParam->m_strValue = result;
     else
         m_pParam->m_strValue = m_Function.GetLastError();
+    // A context may live for many runs; the stack is needed only during one.
+    m_Function.ReleaseStack();
     return true;
 }

@@ -7,6 +7,7 @@
 
 #include "tarvex/core/numbertext.h"
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/geometry/vector3d.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/safearray.h"
@@ -322,6 +323,9 @@ void CFunction::SetNumericTypes(VARIANT& a, VARIANT& b) {
 int CFunction::Compare(VARIANT& a, VARIANT& b) {
     ConvertVariableToValue(a);
     ConvertVariableToValue(b);
+    if (a.vt == VT_DISPATCH && b.vt == VT_DISPATCH)
+        if (auto* object = TXFunctionObjects::CCalculatedObject::FromVariant(a))
+            return object->ComapreTo(b);
     if (IsVector(a) && IsVector(b)) return VectorCompare(a, b);
     return CompareVariants(a, b);
 }

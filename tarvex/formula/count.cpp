@@ -8,6 +8,7 @@
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/platform/vartime.h"
 
 namespace {
@@ -66,6 +67,39 @@ inline void PushCopy(VARIANT& slot, const VARIANT& value) {
         slot = value;
     else
         VariantCopy(&slot, &value);
+}
+
+// The arithmetic of objects that define it. The left operand's object
+// writes into the left slot; for + and * an object on the right only writes
+// into the right slot, which the caller then drops, so `2 * v` stays 2.
+bool ObjectOperator(CFunction::TTag tag, VARIANT& a, VARIANT& b) {
+    using TXFunctionObjects::CCalculatedObject;
+    if (CCalculatedObject* left = CCalculatedObject::FromVariant(a)) {
+        switch (tag) {
+        case CFunction::ttIncrement:
+            left->PlusOperator(a, b);
+            return true;
+        case CFunction::ttDecrement:
+            left->MinusOperator(a, b);
+            return true;
+        case CFunction::ttMultiply:
+            left->MultiplyOperator(a, b);
+            return true;
+        case CFunction::ttDivide:
+            left->DivisionOperator(a, b);
+            return true;
+        default:
+            return false;
+        }
+    }
+    if (tag != CFunction::ttIncrement && tag != CFunction::ttMultiply) return false;
+    CCalculatedObject* right = CCalculatedObject::FromVariant(b);
+    if (!right) return false;
+    if (tag == CFunction::ttIncrement)
+        right->PlusOperator(b, a);
+    else
+        right->MultiplyOperator(b, a);
+    return true;
 }
 
 // Operands a token pops, for the tokens that run through CallFunction.
@@ -236,6 +270,40 @@ void CFunction::BuildProgram() {
     }
 }
 
+namespace {
+
+// One released stack per thread waits for the next count, so formulas that
+// give their stacks back after each run share a single buffer instead of
+// allocating one each time.
+struct CSpareStack {
+    VARIANT* stack = nullptr;
+    ~CSpareStack() { delete[] stack; }
+};
+thread_local CSpareStack t_spare;
+
+} // namespace
+
+VARIANT* CFunction::TakeStack() {
+    if (VARIANT* stack = t_spare.stack) {
+        t_spare.stack = nullptr;
+        return stack;
+    }
+    VARIANT* stack = new VARIANT[kStackSize];
+    for (int i = 0; i < kStackSize; ++i) VariantInit(&stack[i]);
+    return stack;
+}
+
+void CFunction::ReleaseStack() {
+    if (!m_pStack) return;
+    for (int i = 0; i < kStackSize; ++i)
+        if (m_pStack[i].vt != VT_EMPTY) VariantClear(&m_pStack[i]);
+    if (t_spare.stack)
+        delete[] m_pStack;
+    else
+        t_spare.stack = m_pStack;
+    m_pStack = nullptr;
+}
+
 bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (!m_Tokens.m_pFirst) {
         VariantClear(&out);
@@ -250,10 +318,9 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
         return vars->GetVarValue(0, out) == 1;
     }
     if (m_Locals.GetLength()) ClearLocals();
-    if (!m_pStack) {
-        m_pStack = new VARIANT[kStackSize];
-        for (int i = 0; i < kStackSize; ++i) VariantInit(&m_pStack[i]);
-    }
+    // Hierarchies live for one count: the host's tree may change between.
+    m_HierarchyCache.Flush();
+    if (!m_pStack) m_pStack = TakeStack();
     try {
         SubCount(vars, m_pStack, kStackSize, true);
     } catch (...) {
@@ -302,12 +369,16 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
         CCase* c = token->m_Cases[i];
         bool taken = c->m_pWhen == nullptr;
         if (!taken) {
+            // The bodies answer `object` and `hierarchy` as this function
+            // does now, whatever context they were compiled with.
+            c->m_pWhen->InheritContext(this);
             c->m_pWhen->SubCount(vars, stack + index + 1, room, false);
             taken = Compare(selector, stack[index + 1]) == 0;
             VariantClear(&stack[index + 1]);
         }
         if (!taken) continue;
         if (c->m_pResult) {
+            c->m_pResult->InheritContext(this);
             VariantClear(&selector);
             c->m_pResult->SubCount(vars, stack + index, room, false);
         }
@@ -605,6 +676,12 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             if (t->m_nTag != ttAssign) {
                 if (a.vt == VT_DISPATCH) ConvertVariableToValue(a);
                 if (b.vt == VT_DISPATCH) ConvertVariableToValue(b);
+                if ((a.vt == VT_DISPATCH || b.vt == VT_DISPATCH) &&
+                    ObjectOperator(t->m_nTag, a, b)) {
+                    ClearSlot(b);
+                    --index;
+                    break;
+                }
             }
             switch (t->m_nTag) {
             case ttIncrement:
@@ -739,7 +816,9 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
             SetAppCOMContextVariable(stack, index, size);
             break;
         case ttHierarchy:
-            throw CSyntaxError(161u);
+            need(1);
+            SetHierarchyCOMContextVariable(stack, index);
+            break;
         case ttItem: {
             VARIANT& slot = push();
             if (m_pCurrentItem) VariantCopy(&slot, m_pCurrentItem);

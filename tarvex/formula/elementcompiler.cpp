@@ -5,6 +5,8 @@
 
 #include "tarvex/formula/aggregate.h"
 #include "tarvex/formula/elementvariables.h"
+#include "tarvex/formula/objects/calculatedobject.h"
+#include "tarvex/formula/objects/scriptobjects.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/wide.h"
 
@@ -125,6 +127,18 @@ TXFunctionObjects::CFunctionObjectBase* qrksFunctionCompiler::GetThisFunctionObj
     return dynamic_cast<TXFunctionObjects::CFunctionObjectBase*>(value.pdispVal);
 }
 
+void qrksFunctionCompiler::CopyObjectsFrom(const qrksFunctionCompiler& other,
+                                           CFunction::ObjectMap& map) {
+    SetThisFunctionObject(other.GetThisFunctionObject());
+    map[&other.m_This] = &m_This;
+    for (std::int64_t i = 0; i < other.m_ElementContexts.GetLength(); ++i) {
+        const CTXElementContext* source = other.m_ElementContexts[i];
+        auto* copy = new CTXElementContext(source->GetElement());
+        m_ElementContexts.Add(copy);
+        map[source] = copy;
+    }
+}
+
 void qrksFunctionCompiler::AddVariable(const char16_t* name, unsigned short type, bool strict,
                                        _tagCompilerContext& ctx) {
     if (!ctx.variables) Error(109u);
@@ -190,11 +204,59 @@ void qrksFunctionCompiler::OnRegisteredKeyword(int id, _tagCompilerContext& ctx)
         ctx.function->AddToken(value, *ctx.translation, CFunction::ttNamedConstant);
         return;
     }
+    case kIdSurf:
+    case kIdDebug:
+    case kIdTriang:
+    case kIdPlugins: {
+        IDispatch* object = nullptr;
+        if (id == kIdSurf)
+            object = TXFunctionObjects::Surface::GetInstance();
+        else if (id == kIdDebug)
+            object = TXFunctionObjects::Debug::GetInstance();
+        else if (id == kIdTriang)
+            object = TXFunctionObjects::Triangle::GetInstance();
+        else
+            object = TXFunctionObjects::Plugins::GetInstance();
+        VARIANT value;
+        value.vt = VT_DISPATCH;
+        value.pdispVal = object;
+        ctx.function->AddToken(value, *ctx.translation);
+        ctx.operandReady = 1;
+        return;
+    }
+    case kIdVec3:
+        ReadVectorConstructor(ctx);
+        return;
     default:
-        // The script objects (surf, debug, triang, plugins, vec3) are not
-        // offered by this build.
         CFunctionCompiler::OnRegisteredKeyword(id, ctx);
     }
+}
+
+void qrksFunctionCompiler::ReadVectorConstructor(_tagCompilerContext& ctx) {
+    // The vector is made here, once: the token keeps it, and each run
+    // constructs it again in place.
+    auto* vector = new TXFunctionObjects::CVector3d;
+    VARIANT value;
+    value.vt = VT_DISPATCH;
+    value.pdispVal = vector;
+    ctx.function->AddToken(CFunction::ttOpenGroup, *ctx.translation);
+    CFunction::CToken* token = ctx.function->AddConstructor3Token(value, *ctx.translation);
+    Expect(kLeftBracket, 109u);
+    int count = 0;
+    for (;;) {
+        const int ending = ReadArgument(ctx);
+        ++count;
+        if (ending == eftBracket) break;
+        if (ending != eftComma || count == 3) Error(109u);
+        ++m_nPosition;
+    }
+    if (count == 1)
+        token->m_nTag = CFunction::ttObjConstructor1;
+    else if (count != 3)
+        Error(109u);
+    ++m_nPosition;
+    ctx.function->AddToken(CFunction::ttCloseGroup, *ctx.translation);
+    ctx.operandReady = 1;
 }
 
 void qrksFunctionCompiler::OnRegisteredKeywordInStructuredQuery(int id, CString& text) {

@@ -54,6 +54,11 @@ public:
     void SetThisFunctionObject(TXFunctionObjects::CFunctionObjectBase* object);
     TXFunctionObjects::CFunctionObjectBase* GetThisFunctionObject() const;
 
+    // Takes over what `other` holds for its functions (the this object, a
+    // copy of each element context) and records in `map` which of its
+    // objects stands for which of `other`'s, for copying their functions.
+    void CopyObjectsFrom(const qrksFunctionCompiler& other, CFunction::ObjectMap& map);
+
 protected:
     // At '[': the trimmed text up to ']' into `out`.
     void ReadParameterName(CString& out);
@@ -66,6 +71,8 @@ protected:
     // position) and adds its token.
     void AddVariable(const char16_t* name, unsigned short type, bool strict,
                      _tagCompilerContext& ctx);
+    // `vec3(` with one or three arguments.
+    void ReadVectorConstructor(_tagCompilerContext& ctx);
 
 private:
     static CNameSpace* ElementWords();

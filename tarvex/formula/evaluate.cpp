@@ -7,6 +7,7 @@
 
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 #include "tarvex/geometry/vector3d.h"
 #include "tarvex/platform/classregistry.h"
 #include "tarvex/platform/errorinfo.h"
@@ -688,9 +689,56 @@ void CFunction::ComMethod(VARIANT* stack, int& index, const CToken* token) {
     object = result;
 }
 
+namespace {
+
+// Thrown when a constructor token holds no object: a fault of the program,
+// not of the formula, so Count reports it as an unidentified failure.
+struct CConstructorTargetError {};
+
+} // namespace
+
+void CFunction::CallCunstructor(const CToken* token, VARIANT* args, int n) {
+    const VARIANT* target = token->GetValue();
+    if (!target || target->vt != VT_DISPATCH || !target->pdispVal) throw CConstructorTargetError{};
+    IDispatch* object = target->pdispVal;
+    for (int i = 0; i < n; ++i) ConvertVariableToValue(args[i]);
+    if (auto* calculated = TXFunctionObjects::CCalculatedObject::FromVariant(*target)) {
+        if (n == 1)
+            calculated->Construct(args[0]);
+        else if (n == 2)
+            calculated->Construct(args[0], args[1]);
+        else
+            calculated->Construct(args[0], args[1], args[2]);
+    } else {
+        // IDispatch takes the arguments last first.
+        std::vector<VARIANT> reversed(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i) reversed[size_t(i)] = args[n - 1 - i];
+        DISPPARAMS params{reversed.data(), nullptr, UINT(n), 0};
+        VARIANT result;
+        VariantInit(&result);
+        EXCEPINFO info{};
+        const HRESULT hr = object->Invoke(-6, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                          &params, &result, &info, nullptr);
+        VariantClear(&result);
+        if (FAILED(hr)) {
+            if (hr == DISP_E_EXCEPTION) ComError(u"Вызов конструктора", info);
+            SysFreeString(info.bstrSource);
+            SysFreeString(info.bstrDescription);
+            SysFreeString(info.bstrHelpFile);
+            ComError(148, hr, u"Вызов конструктора");
+        }
+    }
+    for (int i = 1; i < n; ++i) VariantClear(&args[i]);
+    VariantClear(&args[0]);
+    args[0].vt = VT_DISPATCH;
+    args[0].pdispVal = object;
+    object->AddRef();
+}
+
 void CFunction::SetCOMContextVariable(VARIANT* stack, int& index, int size, bool useContext) {
     if (useContext) {
         if (index + 2 >= size) throw CSyntaxError(115u);
+        InitCOMObject();
         if (!m_pComContext) throw CSyntaxError(u"Неверный указатель IDispatch");
         VARIANT& slot = stack[++index];
         slot.vt = VT_DISPATCH;
@@ -709,6 +757,20 @@ void CFunction::SetCOMContextVariable(VARIANT* stack, int& index, int size, bool
     IDispatch* object = nullptr;
     hr = CoCreateInstance(clsid, nullptr, 23, IID_IDispatch, reinterpret_cast<void**>(&object));
     if (FAILED(hr) || !object) ComError(146, FAILED(hr) ? hr : E_NOINTERFACE, name.GetString());
+    VariantClear(&slot);
+    slot.vt = VT_DISPATCH;
+    slot.pdispVal = object;
+}
+
+void CFunction::SetHierarchyCOMContextVariable(VARIANT* stack, int index) {
+    InitCOMObject();
+    VARIANT& slot = stack[index];
+    ConvertVariableToValue(slot);
+    const CString name = AsString(slot);
+    if (name.IsEmpty()) throw CSyntaxError(151u);
+    IDispatch* object = nullptr;
+    if (!m_HierarchyCache.GetHierarchy(name.GetString(), m_pComContext, &object))
+        throw CSyntaxError(m_HierarchyCache.GetErrorMessage().GetString());
     VariantClear(&slot);
     slot.vt = VT_DISPATCH;
     slot.pdispVal = object;

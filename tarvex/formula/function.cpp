@@ -1,4 +1,5 @@
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/objects/calculatedobject.h"
 
 #include "tarvex/formula/aggregate.h"
 
@@ -180,13 +181,12 @@ void CFunction::Flush() {
     m_Program.clear();
     m_Tokens.Clear();
     m_Pending.Clear();
-    if (m_pStack) {
-        for (int i = 0; i < kStackSize; ++i) VariantClear(&m_pStack[i]);
-        delete[] m_pStack;
-        m_pStack = nullptr;
-    }
+    ReleaseStack();
     if (m_pComContext) m_pComContext->Release();
     m_pComContext = nullptr;
+    m_pComFactory = nullptr;
+    m_pComFactoryData = nullptr;
+    m_HierarchyCache.Flush();
     if (m_pConstValue) {
         VariantClear(m_pConstValue);
         delete m_pConstValue;
@@ -258,10 +258,22 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
         if (const VARIANT* value = t->GetValue()) {
             auto found = value->vt == VT_DISPATCH ? map.variables.find(value->pdispVal)
                                                   : map.variables.end();
+            auto* vector = t->m_nTag >= CFunction::ttObjConstructor1 &&
+                                   t->m_nTag <= CFunction::ttObjConstructor3 &&
+                                   value->vt == VT_DISPATCH
+                               ? dynamic_cast<TXFunctionObjects::CVector3d*>(value->pdispVal)
+                               : nullptr;
             if (found != map.variables.end()) {
                 VARIANT v;
                 v.vt = VT_DISPATCH;
                 v.pdispVal = found->second;
+                copy->SetValue(v);
+            } else if (vector) {
+                // Each run rebuilds the vector in place: a copy that shared
+                // it would change the original's results.
+                VARIANT v;
+                v.vt = VT_DISPATCH;
+                v.pdispVal = new TXFunctionObjects::CVector3d(vector->GetVector());
                 copy->SetValue(v);
             } else {
                 copy->SetValue(*value);
@@ -277,9 +289,12 @@ static void CopyTokens(const CFunction::CTokenList& from, CFunction::CTokenList&
         }
 }
 
-CFunction::CFunction(const CFunction& other)
+CFunction::CFunction(const CFunction& other) : CFunction(other, ObjectMap()) {}
+
+CFunction::CFunction(const CFunction& other, const ObjectMap& objects)
     : CTarvexObject(other), m_Locals(4, 4, true), m_Pending(0, 4, true) {
     CopyMap map;
+    map.variables = objects;
     for (std::int64_t i = 0; i < other.m_Locals.GetLength(); ++i) {
         auto* variable = new CTXFunctionVariable(other.m_Locals[i]->GetName());
         m_Locals.Add(variable);
@@ -292,14 +307,71 @@ CFunction::CFunction(const CFunction& other)
     CopyTokens(other.m_Tokens, m_Tokens, map);
 }
 
-void CFunction::SetCOMContext(IDispatch* object) {
+void CFunction::SetCOMContext(IDispatch* object, CFunctionHierarchyProvider* provider) {
     if (object) object->AddRef();
     if (m_pComContext) m_pComContext->Release();
     m_pComContext = object;
+    if (provider != m_HierarchyCache.GetProvider()) {
+        // Objects of another provider must not answer for this one.
+        m_HierarchyCache.Flush();
+        m_HierarchyCache.SetProvider(provider);
+    }
+}
+
+void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data,
+                              CFunctionHierarchyProvider* provider) {
+    SetCOMContext(nullptr, provider);
+    m_ComClsid = clsid;
+    m_pComFactory = factory;
+    m_pComFactoryData = data;
 }
 
 void CFunction::InheritContext(const CFunction* from) {
-    if (from && from != this) SetCOMContext(from->m_pComContext);
+    if (!from || from == this) return;
+    SetCOMContext(from->m_pComContext, from->m_HierarchyCache.GetProvider());
+    // A nested function is bound again at each evaluation of its construct:
+    // what it cached belongs to the evaluation before.
+    m_HierarchyCache.Flush();
+    m_ComClsid = from->m_ComClsid;
+    m_pComFactory = from->m_pComFactory;
+    m_pComFactoryData = from->m_pComFactoryData;
+}
+
+void CFunction::InitCOMObject() {
+    if (m_pComContext || !m_pComFactory) return;
+    IDispatch* object = nullptr;
+    int made = 0;
+    try {
+        made = m_pComFactory(&object, m_ComClsid, m_pComFactoryData);
+    } catch (const CSyntaxError&) {
+        throw;
+    } catch (...) {
+        made = 0;
+    }
+    if (!made) {
+        if (object) object->Release();
+        throw CSyntaxError(146u);
+    }
+    m_pComContext = object; // the factory's reference becomes ours
+}
+
+// ---------------------------------------------------------------------------
+
+bool CFunctionComContext::AcceptCalculation(CElement*, const CParam*) {
+    return true;
+}
+
+void CFunctionComContext::Bind(CFunction& function, CElement* element) const {
+    IDispatch* object = m_pElementObject ? m_pElementObject(element, m_pData) : nullptr;
+    if (object) {
+        function.SetCOMContext(object, m_pHierarchyProvider);
+        object->Release(); // SetCOMContext took its own reference
+        return;
+    }
+    if (m_pFactory)
+        function.SetCOMContext(m_Guid, m_pFactory, m_pData, m_pHierarchyProvider);
+    else
+        function.SetCOMContext(nullptr, m_pHierarchyProvider);
 }
 
 // ---------------------------------------------------------------------------

@@ -8,18 +8,26 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "tarvex/core/indirectarray.h"
 #include "tarvex/core/sortedarray.h"
+#include "tarvex/formula/hierarchy.h"
 #include "tarvex/formula/syntaxerror.h"
 #include "tarvex/formula/variables.h"
 #include "tarvex/platform/variant.h"
+
+#include "tarvex/formula/comcontext.h"
 
 class CElement;
 
 class CFunction : public CTarvexObject {
 public:
+    // Declared outside so that the element model can name it without the
+    // formula language; see comcontext.h.
+    using CComContext = CFunctionComContext;
+
     enum TTag : std::int32_t {
         ttConstant = 0,
         ttVariable = 1,
@@ -213,6 +221,11 @@ public:
 
     CFunction();
     CFunction(const CFunction& other);
+    // Objects the tokens hold that the copy must not share (they belong to
+    // the original's owner): each key held by a token is replaced by its
+    // value in the copy, nested functions included.
+    using ObjectMap = std::unordered_map<const IDispatch*, IDispatch*>;
+    CFunction(const CFunction& other, const ObjectMap& objects);
     CFunction& operator=(const CFunction&) = delete;
     ~CFunction() override;
 
@@ -225,6 +238,17 @@ public:
     CToken* AddCustomToken(CToken* token, CTranslationContext& ctx) {
         InsertToken(token, ctx);
         return token;
+    }
+    // Constructor calls of one, two or three arguments on the object held
+    // in `target` (VT_DISPATCH).
+    CToken* AddConstructor1Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor1);
+    }
+    CToken* AddConstructor2Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor2);
+    }
+    CToken* AddConstructor3Token(const VARIANT& target, CTranslationContext& ctx) {
+        return AddToken(target, ctx, ttObjConstructor3);
     }
     CToken* AddVaribaleToken(const char16_t* name, CTranslationContext& ctx);
     CToken* AddTokenAfter(TTag tag, CTranslationContext& ctx);
@@ -252,8 +276,22 @@ public:
 
     void SetElementContext(CElement* element) { m_pElement = element; }
     CElement* GetElementContext() const { return m_pElement; }
-    void SetCOMContext(IDispatch* object);
+    // Both forms release the object held before. The factory form makes the
+    // object at the first use of `object` in a count.
+    // `provider` (not owned, may be null) answers the word `hierarchy`.
+    void SetCOMContext(IDispatch* object, CFunctionHierarchyProvider* provider = nullptr);
+    void SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data,
+                       CFunctionHierarchyProvider* provider = nullptr);
+    // The object (with a reference of its own), the factory and the
+    // hierarchy provider of `from`, for nested functions.
     void InheritContext(const CFunction* from);
+    IDispatch* GetCOMContext() const { return m_pComContext; }
+    CFunctionHierarchyProvider* GetHierarchyProvider() const {
+        return m_HierarchyCache.GetProvider();
+    }
+    // Gives the evaluation stack back: a formula kept for later runs need
+    // not hold one between them. The next count takes one again.
+    void ReleaseStack();
     void SetCurrentItem(VARIANT* item) { m_pCurrentItem = item; }
     // The constant and uses-object flags, for a copy built token by token.
     void CopyFlagsFrom(const CFunction& other) {
@@ -350,14 +388,28 @@ private:
     static void CollectionItem(int n, VARIANT* stack, int& index);
     void ComMethod(VARIANT* stack, int& index, const CToken* token);
     void SetCOMContextVariable(VARIANT* stack, int& index, int size, bool useContext);
+    // Replaces the name on top of the stack by the hierarchy of that name.
+    void SetHierarchyCOMContextVariable(VARIANT* stack, int index);
     void SetAppCOMContextVariable(VARIANT* stack, int& index, int size);
 
     static void Like(VARIANT& a, VARIANT& b);
     // The functions that take their arguments in `args[0..n)`; the result
     // goes to args[0], the caller clears the rest.
     static void CallFunction(const CToken* token, VARIANT* args, int n);
+    // Tags objConstructor1..3: builds the object the token holds from the
+    // arguments, which it then replaces.
+    static void CallCunstructor(const CToken* token, VARIANT* args, int n);
+
+    // Makes the object through the factory when there is one and no object.
+    void InitCOMObject();
+    // A cleared stack of kStackSize slots: the thread's spare, or a new one.
+    static VARIANT* TakeStack();
 
     IDispatch* m_pComContext = nullptr;
+    CFunctionHierarchyCache m_HierarchyCache;
+    CFunctionComContext::Factory m_pComFactory = nullptr;
+    void* m_pComFactoryData = nullptr;
+    _GUID m_ComClsid{};
     bool m_bConstant = true;
     VARIANT* m_pConstValue = nullptr;
     VARIANT* m_pCurrentItem = nullptr;

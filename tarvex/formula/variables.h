@@ -116,6 +116,8 @@ public:
     HRESULT Invoke(DISPID id, REFIID riid, LCID lcid, WORD flags, DISPPARAMS* params,
                    VARIANT* result, EXCEPINFO* excepInfo, UINT* argErr) override;
 
+    const char16_t* GetClassName() const override { return u"CTXFunctionVariable"; }
+
     bool operator<(const CTXFunctionVariable& other) const { return m_strName < other.m_strName; }
     bool operator==(const CTXFunctionVariable& other) const { return m_strName == other.m_strName; }
 
@@ -129,6 +131,7 @@ class CTXElementContext : public TXFunctionObjects::CFunctionObjectBase {
 public:
     explicit CTXElementContext(CElement* element) : m_pElement(element) {}
     CElement* GetElement() const { return m_pElement; }
+    const char16_t* GetClassName() const override { return u"CTXElementContext"; }
 
     HRESULT GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID lcid,
                           DISPID* ids) override;
