@@ -73,7 +73,10 @@
 #include "tarvex/geometry/vector3d.h"
 
 #include "tarvex/element/accolor.h"
+#include "tarvex/element/calc/elementcalcsession.h"
+#include "tarvex/element/commonparameters.h"
 #include "tarvex/element/element.h"
+#include "tarvex/element/elementcompare.h"
 #include "tarvex/element/elementtags.h"
 #include "tarvex/element/elementunmanaged.h"
 #include "tarvex/element/param.h"
