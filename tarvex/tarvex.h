@@ -128,3 +128,12 @@
 #include "tarvex/service/internetclient.h"
 #include "tarvex/service/projectserviceapi.h"
 #include "tarvex/service/sspi.h"
+
+#include "tarvex/plugin/elementimpl.h"
+#include "tarvex/plugin/iunknownimpl.h"
+#include "tarvex/plugin/paramdefimpl.h"
+#include "tarvex/plugin/paramdefsimpl.h"
+#include "tarvex/plugin/paramimpl.h"
+#include "tarvex/plugin/paramsownerimpl.h"
+#include "tarvex/plugin/plugininterfaces.h"
+#include "tarvex/plugin/txdatainterfaces.h"

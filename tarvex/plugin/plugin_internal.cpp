@@ -17,6 +17,12 @@ void ThrowWrongArgType(const char16_t* operation, const char16_t* required, cons
     throw CKVException(message, CodePos(implName, function, line));
 }
 
+void ThrowNullArg(const char* argName, const char* implName, const char* function, int line) {
+    CString message;
+    message.Format(u"Expression \"%S\" can''t be NULL", argName);
+    throw CKVException(message, CodePos(implName, function, line));
+}
+
 void StoreBstr(BSTR* target, const char16_t* text, int length) {
     if (!SysReAllocStringLen(target, text, static_cast<UINT>(length))) throw std::bad_alloc();
 }

@@ -30,6 +30,19 @@ Interface* HandOut(Impl* impl) {
     return result;
 }
 
+[[noreturn]] void ThrowNullArg(const char* argName, const char* implName, const char* function,
+                               int line);
+
+template <class Impl, class Interface>
+const Impl* DownCast(const Interface* pointer, const char* argName, const char16_t* operation,
+                     const char16_t* required, const char* implName, const char* function,
+                     int line) {
+    if (pointer == nullptr) ThrowNullArg(argName, implName, function, line);
+    auto* impl = dynamic_cast<const Impl*>(pointer);
+    if (impl == nullptr) ThrowWrongArgType(operation, required, implName, function, line);
+    return impl;
+}
+
 // A new owning wrapper over `object`, handed out with its first reference.
 template <class Interface, class Impl, class Object>
 Interface* HandOutOwning(std::unique_ptr<Object> object) {
@@ -46,18 +59,11 @@ Interface* HandOutOwning(std::unique_ptr<Object> object) {
 #define TX_CHECK_ARG(implName, expression)                                                         \
     do {                                                                                           \
         if ((expression) == nullptr)                                                               \
-            throw CKVException(u"Expression \"" #expression "\" can''t be NULL",                   \
-                               ::TarvexData::detail::CodePos(implName, __func__, __LINE__));       \
+            ::TarvexData::detail::ThrowNullArg(#expression, implName, __func__, __LINE__);         \
     } while (0)
 
 // The wrapper behind an interface argument, or the refusal naming the
 // operation and the class it needs.
 #define TX_DOWNCAST(Impl, implName, operation, required, pointer)                                  \
-    [&]() {                                                                                        \
-        TX_CHECK_ARG(implName, pointer);                                                           \
-        auto* impl_ = dynamic_cast<const Impl*>(pointer);                                          \
-        if (impl_ == nullptr)                                                                      \
-            ::TarvexData::detail::ThrowWrongArgType(operation, required, implName, __func__,       \
-                                                    __LINE__);                                     \
-        return impl_;                                                                              \
-    }()
+    ::TarvexData::detail::DownCast<Impl>(pointer, #pointer, operation, required, implName,         \
+                                         __func__, __LINE__)

@@ -316,6 +316,13 @@ TEST(PluginArguments, DownCastsRefuseOtherImplementations) {
     EXPECT_EQ(ThrownMessage([&] { owner->IsEqualParameters(other); }),
               u"Метод IsEqualParameters поддерживает только аргумент типа CIParamsOwnerImpl");
 
+    try {
+        element->GetChildIndex(&foreign);
+        ADD_FAILURE();
+    } catch (const CKVException& e) {
+        EXPECT_EQ(e.GetCodePos().Find(u"CIElementImpl::GetChildIndex (Line "), 0) << e.GetCodePos();
+    }
+
     // The accepted kinds go through.
     owner->SetParameter(u"X", u"1");
     element->MergeParamsFrom(owner, false, false);
