@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "tarvex/platform/wide.h"
 #include "tarvex/plugin/elementops_internal.h"
 #include "tarvex/plugin/plugin_internal.h"
 
@@ -200,34 +199,22 @@ void CIElementImpl::CopyChildrenFrom(const IElement* pElement) {
 }
 
 void CIElementImpl::CalculateParameters() {
-    detail::CalculateParameters(*m_pElement);
+    m_pElement->CalculateParameters();
 }
 
 double CIElementImpl::GetParameterValueEx(const char16_t* name, double def) {
-    CString value;
-    bool isFormula = true;
-    if (!detail::GetCalculatedValue(*m_pElement, name, value, isFormula) || !isFormula) return def;
-    return _wtof(value);
+    return m_pElement->GetParameterValueEx(name, def, true);
 }
 
 int CIElementImpl::GetParameterValueEx(const char16_t* name, int def) {
-    CString value;
-    bool isFormula = true;
-    if (!detail::GetCalculatedValue(*m_pElement, name, value, isFormula) || !isFormula) return def;
-    return _wtoi(value);
+    return m_pElement->GetParameterValueEx(name, def, true);
 }
 
 bool CIElementImpl::GetParameterValueEx(const char16_t* name, char16_t** pStrDest,
                                         const char16_t* def, bool calculate) {
     TX_CHECK_ARG(kImpl, pStrDest);
     CString value;
-    bool found;
-    if (calculate) {
-        bool isFormula = true;
-        found = detail::GetCalculatedValue(*m_pElement, name, value, isFormula);
-    } else {
-        found = m_pElement->GetValue(name, value);
-    }
+    const bool found = m_pElement->GetParameterValueEx(name, value, calculate);
     if (!found) value = def;
     detail::StoreBstr(pStrDest, value);
     return found;

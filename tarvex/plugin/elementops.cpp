@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "tarvex/formula/compiledfunction.h"
 #include "tarvex/plugin/elementops_internal.h"
 
 namespace TarvexData::detail {
@@ -64,24 +63,6 @@ std::u16string UpperKey(const char16_t* name) {
     return std::u16string(upper.View());
 }
 
-// The formula result of one parameter: false when it has no formula.
-bool CalculateParameterValue(CElement& element, const CParam& param, CString& value,
-                             bool& isFormula) {
-    isFormula = true;
-    int position = 0;
-    if (!CParam::IsFormulaText(param.getValueComment(), position)) return false;
-    CCompiledFunction function;
-    if (!function.Initialize(static_cast<const char16_t*>(param.getValueComment()) + position,
-                             &element)) {
-        isFormula = false;
-        value = function.GetLastError();
-        return true;
-    }
-    function.SetParameters(&element);
-    if (function.CountStr(value) == 0) isFormula = false;
-    return true;
-}
-
 } // namespace
 
 CElement* AddChildCopy(CElement& parent, const CElement& source) {
@@ -130,35 +111,6 @@ void Merge(CElement& target, const CElement& source, bool copyEmpty, bool keepEx
                 AddChildCopy(*into, *sourceChild);
             }
         }
-    }
-}
-
-bool GetCalculatedValue(CElement& element, const char16_t* name, CString& value, bool& isFormula) {
-    const CParam* param = element.GetParameter(name);
-    if (param == nullptr) return false;
-    if (!CalculateParameterValue(element, *param, value, isFormula)) value = param->getstrValue();
-    return true;
-}
-
-} // namespace TarvexData::detail
-
-namespace TarvexData::detail {
-
-void CalculateParameters(CElement& element) {
-    // Every formula once, in pre-order from the root.
-    std::vector<CElement*> stack{element.GetRoot()};
-    while (!stack.empty()) {
-        CElement* current = stack.back();
-        stack.pop_back();
-        for (std::int64_t i = 0; i < current->GetParamsCount(); ++i) {
-            CParam* param = current->GetParameter(i);
-            CString value;
-            bool isFormula = true;
-            if (CalculateParameterValue(*current, *param, value, isFormula))
-                param->m_strValue = value;
-        }
-        for (std::int64_t i = current->GetChildCount() - 1; i >= 0; --i)
-            stack.push_back(current->GetChild(i));
     }
 }
 

@@ -1,4 +1,4 @@
-// Tree operations the element wrapper forwards to.
+// Copies and merges between trees, for the element wrapper.
 #pragma once
 
 #include "tarvex/element/element.h"
@@ -14,11 +14,5 @@ void CopyChildrenFrom(CElement& target, const CElement& source);
 // order of appearance; an unpaired source child is added as a copy.
 void Merge(CElement& target, const CElement& source, bool copyEmpty, bool keepExisting,
            bool takeName);
-// Every formula of the tree holding `element`.
-void CalculateParameters(CElement& element);
-// False when the parameter is missing. Otherwise `value` is the result of its
-// formula, or its stored value when it has none; a formula that fails gives
-// its error text and sets `isFormula` false.
-bool GetCalculatedValue(CElement& element, const char16_t* name, CString& value, bool& isFormula);
 
 } // namespace TarvexData::detail

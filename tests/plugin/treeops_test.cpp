@@ -156,6 +156,23 @@ TEST(PluginTreeOps, ValuesAreCalculatedOnRequest) {
     EXPECT_EQ(Value(*tree.root, u"F"), u"stale");
 }
 
+TEST(PluginTreeOps, CalculationCoversTheWholeTreeInDependencyOrder) {
+    Tree tree(u"R");
+    CElement* child = tree.root->AddChild(u"C");
+    // Sorted by name, each formula comes before the one it reads.
+    child->SetParameter(u"A", u"", nullptr, u"=B*2");
+    child->SetParameter(u"B", u"", nullptr, u"=C*2");
+    child->SetParameter(u"C", u"", nullptr, u"=D*2");
+    child->SetParameter(u"D", u"5");
+
+    IElement* wrapper = nullptr;
+    ASSERT_TRUE(tree.wrapper->GetChild(u"C", &wrapper));
+    wrapper->CalculateParameters(); // from a child, still the whole tree
+    wrapper->Release();
+    EXPECT_EQ(Value(*child, u"A"), u"40");
+    EXPECT_EQ(Value(*child, u"C"), u"10");
+}
+
 TEST(PluginTreeOps, DocumentsRoundTripThroughTheInterface) {
     Tree tree(u"Схема");
     tree.root->AddChild(u"Узел")->SetParameter(u"Тип", u"клапан");
