@@ -145,6 +145,28 @@ TEST(PluginRefCount, StartsAtZeroAndDeletesAtZeroOnlyWhenOwning) {
     EXPECT_TRUE(elementDeleted);
 }
 
+// Plug-ins call through the interface pointer with no adjustment: it must be
+// the object's own address.
+template <class Interface, class Impl>
+void ExpectInterfaceAtObjectAddress(Impl* impl) {
+    Interface* face = impl;
+    EXPECT_EQ(static_cast<void*>(face), static_cast<void*>(impl));
+    face->AddRef();
+    face->Release();
+}
+
+TEST(PluginRefCount, InterfacePointerIsTheObjectsAddress) {
+    CParam param;
+    CElement element;
+    CParamDef def;
+    ExpectInterfaceAtObjectAddress<IParam>(new CIParamImpl(&param, false));
+    ExpectInterfaceAtObjectAddress<IParamsOwner>(new CIParamsOwnerImpl(&element, false));
+    ExpectInterfaceAtObjectAddress<IElement>(new CIElementImpl(&element, false));
+    ExpectInterfaceAtObjectAddress<IParamsOwner>(new CIElementImpl(&element, false));
+    ExpectInterfaceAtObjectAddress<IParamDef>(new CIParamDefImpl(&def, false));
+    ExpectInterfaceAtObjectAddress<IParamDefs>(new CIParamDefsImpl(new CParamDefs, true));
+}
+
 TEST(PluginRefCount, ReleasesFromManyThreadsDeleteOnce) {
     bool deleted = false;
     IParam* param = new CIParamImpl(new ProbeParam(&deleted), true);
