@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "tarvex/plugin/elementops_internal.h"
 #include "tarvex/plugin/plugin_internal.h"
 
 namespace TarvexData {
@@ -128,7 +127,7 @@ void CIElementImpl::AddChildCopy(const IElement* pElement, IElement** pResElemen
     const CIElementImpl* source =
         TX_DOWNCAST(CIElementImpl, kImpl, u"AddChildCopy", u"CIElementImpl", pElement);
     TX_CHECK_ARG(kImpl, pResElement);
-    HandOutElement(detail::AddChildCopy(*m_pElement, *source->m_pElement), pResElement);
+    HandOutElement(m_pElement->AddChildCopy(source->m_pElement), pResElement);
 }
 
 std::int64_t CIElementImpl::GetMaxElementId() const {
@@ -189,13 +188,13 @@ void CIElementImpl::Merge(const IElement* pElement, bool copyEmpty, bool keepExi
                           bool takeName) {
     const CIElementImpl* source =
         TX_DOWNCAST(CIElementImpl, kImpl, u"Merge", u"CIElementImpl", pElement);
-    detail::Merge(*m_pElement, *source->m_pElement, copyEmpty, keepExisting, takeName);
+    m_pElement->Merge(source->m_pElement, copyEmpty, keepExisting, takeName);
 }
 
 void CIElementImpl::CopyChildrenFrom(const IElement* pElement) {
     const CIElementImpl* source =
         TX_DOWNCAST(CIElementImpl, kImpl, u"CopyChildrenFrom", u"CIElementImpl", pElement);
-    detail::CopyChildrenFrom(*m_pElement, *source->m_pElement);
+    m_pElement->CopyChildrenFrom(source->m_pElement);
 }
 
 void CIElementImpl::CalculateParameters() {
