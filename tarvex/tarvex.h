@@ -148,3 +148,12 @@
 #include "tarvex/forms/hlist.h"
 #include "tarvex/forms/libfilestate.h"
 #include "tarvex/forms/translator.h"
+
+#include "tarvex/plugin/elementimpl.h"
+#include "tarvex/plugin/iunknownimpl.h"
+#include "tarvex/plugin/paramdefimpl.h"
+#include "tarvex/plugin/paramdefsimpl.h"
+#include "tarvex/plugin/paramimpl.h"
+#include "tarvex/plugin/paramsownerimpl.h"
+#include "tarvex/plugin/plugininterfaces.h"
+#include "tarvex/plugin/txdatainterfaces.h"

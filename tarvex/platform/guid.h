@@ -6,12 +6,17 @@
 
 #include "tarvex/platform/hresult.h"
 
+// The plug-in interface header declares the same record for plug-ins built
+// without the library's headers; whichever comes first defines it.
+#ifndef GUID_DEFINED
+#define GUID_DEFINED
 struct _GUID {
     std::uint32_t Data1;
     std::uint16_t Data2;
     std::uint16_t Data3;
     std::uint8_t Data4[8];
 };
+#endif
 
 using GUID = _GUID;
 using IID = GUID;

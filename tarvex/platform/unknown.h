@@ -61,6 +61,9 @@ struct tagEXCEPINFO {
 using EXCEPINFO = tagEXCEPINFO;
 using LPEXCEPINFO = tagEXCEPINFO*;
 
+// Also declared, identically, by the plug-in interface header.
+#ifndef TARVEX_IUNKNOWN_DEFINED
+#define TARVEX_IUNKNOWN_DEFINED
 class IUnknown {
 public:
     virtual HRESULT QueryInterface(REFIID riid, void** object) = 0;
@@ -70,6 +73,7 @@ public:
 protected:
     ~IUnknown() = default;
 };
+#endif
 using LPUNKNOWN = IUnknown*;
 
 class IDispatch : public IUnknown {
