@@ -10,6 +10,7 @@ packages=(
     libcurl4-openssl-dev rapidjson-dev libkrb5-dev libssl-dev openssl curl
     unixodbc-dev unixodbc libsqliteodbc postgresql odbc-postgresql
     libxml2-utils libpugixml-dev
+    graphviz # the command-line host's test renders its dependency graph with dot
     libmuparser-dev # peer of the formula benchmark only
 )
 
