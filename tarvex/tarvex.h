@@ -87,6 +87,7 @@
 
 #include "tarvex/formula/activescriptinghost.h"
 #include "tarvex/formula/aggregate.h"
+#include "tarvex/formula/comcontext.h"
 #include "tarvex/formula/compiledfunction.h"
 #include "tarvex/formula/compiler.h"
 #include "tarvex/formula/elementcompiler.h"

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <unordered_map>
 
 #include "tarvex/core/containers.h"
@@ -16,6 +17,8 @@
 #include "tarvex/platform/cstring.h"
 
 class CElementStreamProxy;
+class CFunctionComContext;
+class CParamCalcContext;
 class CXMLAttrs;
 class CXMLSchemaInStream;
 struct tagVARIANT;
@@ -202,6 +205,71 @@ public:
     // quoted name, then an optional "(digits)" index. False for a missing
     // closing quote or anything but digits before ')'.
     static bool GetStructFilter(const char16_t* text, int& position, CString& name, int& index);
+
+    // --- Calculation (defined with the formula language, element/calc).
+    // Formulas are value comments starting with '='; the value caches the
+    // result, or the error text of a failed formula. The context, which may
+    // be null, serves formulas that use `object`.
+    using CalcList = CIndirectArray<CParamCalcContext>;
+    using ParamSet = std::set<const CParam*>;
+    using NameArray = CIndirectArray<CString>;
+
+    // False when `param` holds no formula (`isFormula` stays true). Otherwise
+    // true, with the result in `value` and `isFormula` true, or the error
+    // text in `value` and `isFormula` false.
+    bool CalculateParameterValue(const CParam* param, CString& value, bool& isFormula,
+                                 CFunctionComContext* context = nullptr);
+    // Stores what CalculateParameterValue gives, error texts included. True
+    // unless the formula failed.
+    bool CalculateParameter(CParam* param, CFunctionComContext* context = nullptr);
+    // A calculated copy of `param` for the caller to own.
+    CParam* CalculateParameterCopy(const CParam* param, CFunctionComContext* context = nullptr);
+    // The parameter's value, a formula's result when `calculate` is set (a
+    // failed formula gives its error text and true). False if missing.
+    bool GetParameterValueEx(const char16_t* name, CString& value, bool calculate,
+                             CFunctionComContext* context = nullptr);
+    // The same with a default for a missing parameter or a failed formula.
+    CString GetParameterValueEx(const char16_t* name, const char16_t* def, bool calculate,
+                                CFunctionComContext* context = nullptr);
+    int GetParameterValueEx(const char16_t* name, int def, bool calculate,
+                            CFunctionComContext* context = nullptr);
+    double GetParameterValueEx(const char16_t* name, double def, bool calculate,
+                               CFunctionComContext* context = nullptr);
+
+    // Calculates every formula of the whole tree, from the root: formulas
+    // that read no other formula at once during the walk, the rest in
+    // dependency order, each exactly once; cycles are broken silently.
+    void CalculateParameters(CFunctionComContext* context = nullptr);
+    // Pre-order from this element, parameters in sorted order: prepares each
+    // formula and hands it to InsertCalcContext.
+    void PrepareToCalculate(CalcList& list, CFunctionComContext* context = nullptr);
+    void CollectCalcParameter(CParam* param, CalcList& list,
+                              CFunctionComContext* context = nullptr);
+    // Takes ownership of `calc`: drops a formula using `object` that the
+    // context does not admit, calculates an independent one at once, and
+    // appends a dependent one to `list`.
+    void InsertCalcContext(CalcList& list, CParamCalcContext* calc,
+                           CFunctionComContext* context = nullptr);
+    // Orders `list` so that each formula follows the formulas it reads. The
+    // order of `list` on entry is the key, so a list built by a tree walk
+    // sorts the same way on every run. A cycle is broken at the member that
+    // the fewest remaining formulas read (the first in key order of equals).
+    static void TopologicalSort(CalcList& list);
+
+    // From last to first: a plain name found here leaves `names` (deleted
+    // if owned), a structural one stays; either way a parameter holding a
+    // formula enters `found`.
+    void CollectCalculatedParameters(NameArray& names, ParamSet& found);
+    // Fills `result` with what a consumer needs from this element: all
+    // parameters (calculated if asked) for null `names`; otherwise the named
+    // ones, each found name leaving `names`, so what stays is missing.
+    virtual void GetParamsRequired(CParamsOwner& result, NameArray* names, bool calculate,
+                                   CFunctionComContext* context = nullptr);
+    // The path text by which a formula on `from` reaches this element, and
+    // `paramName` on it when that is not empty; `shortForm` gives the
+    // structural query notation.
+    void GetIndirectParamQuery(const CElement* from, const char16_t* paramName, CString& out,
+                               bool byName, bool shortForm) const;
 
     // Same name exactly, same child count, IsEqualParameters, then the
     // children pairwise.

@@ -1,5 +1,7 @@
 #include "tarvex/formula/compiledfunction.h"
 
+#include <vector>
+
 #include "tarvex/element/element.h"
 #include "tarvex/platform/casemap.h"
 
@@ -103,7 +105,16 @@ void CCompiledFunction::SetParameters(const CParamsOwner* owner, const CElement*
     SetElementStdVars(element);
 }
 
-void CCompiledFunction::SetParameters(CElement* element, CElement* other) {
+void CCompiledFunction::SetComContext(const CFunction::CComContext* context, CElement* element) {
+    if (m_pFunction && context) context->Bind(*m_pFunction, element);
+}
+
+void CCompiledFunction::SetParameters(CElement* element, CElement* other,
+                                      CFunction::CComContext* context) {
+    SetComContext(context, element);
+    const bool fallback = context && context->m_pFallback;
+    NameArray missing;
+    std::vector<std::int64_t> missingSlots;
     m_Variables.InitVarsVector();
     m_StdVars.clear();
     ChildIndexCache siblings;
@@ -124,7 +135,22 @@ void CCompiledFunction::SetParameters(CElement* element, CElement* other) {
         }
         const CParam* param = element ? element->GetParameter(key.GetString()) : nullptr;
         if (!param && other) param = other->GetParameter(key.GetString());
-        if (param) m_Variables.StoreText(i, param->m_strValue);
+        if (param) {
+            m_Variables.StoreText(i, param->m_strValue);
+        } else if (fallback) {
+            missing.Add(new CString(key));
+            missingSlots.push_back(i);
+        }
+    }
+    if (fallback && missing.GetLength()) {
+        CParamsOwner supplied;
+        context->m_pFallback(element, context->m_pData, missing, supplied);
+        for (std::size_t n = 0; n < missingSlots.size(); ++n) {
+            const std::int64_t slot = missingSlots[n];
+            if (const CParam* param =
+                    supplied.GetParameter(m_Variables.GetVarName(slot).GetString()))
+                m_Variables.StoreText(slot, param->m_strValue);
+        }
     }
     SetElementStdVars(element);
 }
@@ -202,12 +228,12 @@ int CCompiledFunction::CountStr(CString& out, const CParamsOwner* owner,
 }
 
 int CCompiledFunction::CountStrS(CString& out, const char16_t* text, CElement* element,
-                                 CString* error) {
+                                 CString* error, CFunction::CComContext* context) {
     CCompiledFunction function;
     out.Empty();
     bool ok = function.Initialize(text, nullptr);
     if (ok && function.m_pFunction) {
-        function.SetParameters(element);
+        function.SetParameters(element, nullptr, context);
         ok = function.CountStr(out) == 1;
     }
     if (!ok && error) *error = function.m_strLastError;
@@ -215,12 +241,12 @@ int CCompiledFunction::CountStrS(CString& out, const char16_t* text, CElement* e
 }
 
 int CCompiledFunction::CountBoolS(bool& out, const char16_t* text, CElement* element,
-                                  CString* error) {
+                                  CString* error, CFunction::CComContext* context) {
     CCompiledFunction function;
     out = false;
     bool ok = function.Initialize(text, nullptr);
     if (ok && function.m_pFunction) {
-        function.SetParameters(element);
+        function.SetParameters(element, nullptr, context);
         ok = function.CountBool(out) == 1;
     }
     if (!ok && error) *error = function.m_strLastError;
@@ -242,7 +268,7 @@ void CollectFormulaDependencies(CCompiledFunction& function, CElement* element,
                                                                      text, nullptr, &siblings)
                                               : element->GetParameter(name.GetString());
         int position = 0;
-        if (param && CParam::IsFormulaText(param->m_strValue.GetString(), position))
+        if (param && CParam::IsFormulaText(param->m_strValueComment.GetString(), position))
             found.insert(param);
     }
 }
@@ -254,17 +280,19 @@ bool CParamCalcContext::Init(const char16_t* text) {
     return m_bInitialised;
 }
 
-bool CParamCalcContext::Calculate() {
+bool CParamCalcContext::Calculate(CFunction::CComContext* context) {
     if (!m_pParam) return true;
     if (!m_bInitialised) {
         m_pParam->m_strValue = m_Function.GetLastError();
         return true;
     }
-    m_Function.SetParameters(m_pElement);
+    m_Function.SetParameters(m_pElement, nullptr, context);
     CString result;
     if (m_Function.CountStr(result))
         m_pParam->m_strValue = result;
     else
         m_pParam->m_strValue = m_Function.GetLastError();
+    // A context may live for many runs; the stack is needed only during one.
+    m_Function.ReleaseStack();
     return true;
 }

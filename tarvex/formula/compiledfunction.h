@@ -68,9 +68,13 @@ public:
                        qrksVariablesContainer::MissingCallback callback, void* data);
     // Values for a run on `element`: each plain name from the element itself
     // (then from `other`, if given), each query through the structural
-    // resolver, and the element's name, level and id. A plain name found
-    // nowhere leaves its value empty.
-    void SetParameters(CElement* element, CElement* other = nullptr);
+    // resolver, and the element's name, level and id. With a context, the
+    // function is pointed at its object, and names found nowhere go to its
+    // fallback. A plain name found nowhere leaves its value empty.
+    void SetParameters(CElement* element, CElement* other = nullptr,
+                       CFunction::CComContext* context = nullptr);
+    // Points the function at the object the context gives for `element`.
+    void SetComContext(const CFunction::CComContext* context, CElement* element);
 
     void SetStdVar(EStdVar var, const char16_t* value);
     void SetStdVar(EStdVar var, int value);
@@ -105,9 +109,13 @@ public:
     // One-off evaluation of `text` on `element`. 1 on success; otherwise 0
     // and `error`, if given, gets the message.
     static int CountStrS(CString& out, const char16_t* text, CElement* element,
-                         CString* error = nullptr);
+                         CString* error = nullptr, CFunction::CComContext* context = nullptr);
     static int CountBoolS(bool& out, const char16_t* text, CElement* element,
-                          CString* error = nullptr);
+                          CString* error = nullptr, CFunction::CComContext* context = nullptr);
+    // Frees the evaluation stack until the next count.
+    void ReleaseStack() {
+        if (m_pFunction) m_pFunction->ReleaseStack();
+    }
 
 private:
     void SetElementStdVars(const CElement* element);
@@ -142,7 +150,8 @@ public:
         return m_Dependencies.count(other.m_pParam) != 0;
     }
     // Writes the result, or the error text, into the parameter's value.
-    bool Calculate();
+    bool Calculate(CFunction::CComContext* context = nullptr);
+    CElement* GetElement() const { return m_pElement; }
     CCompiledFunction& GetFunction() { return m_Function; }
 
 private:

@@ -236,6 +236,40 @@ void CFunction::BuildProgram() {
     }
 }
 
+namespace {
+
+// One released stack per thread waits for the next count, so formulas that
+// give their stacks back after each run share a single buffer instead of
+// allocating one each time.
+struct CSpareStack {
+    VARIANT* stack = nullptr;
+    ~CSpareStack() { delete[] stack; }
+};
+thread_local CSpareStack t_spare;
+
+} // namespace
+
+VARIANT* CFunction::TakeStack() {
+    if (VARIANT* stack = t_spare.stack) {
+        t_spare.stack = nullptr;
+        return stack;
+    }
+    VARIANT* stack = new VARIANT[kStackSize];
+    for (int i = 0; i < kStackSize; ++i) VariantInit(&stack[i]);
+    return stack;
+}
+
+void CFunction::ReleaseStack() {
+    if (!m_pStack) return;
+    for (int i = 0; i < kStackSize; ++i)
+        if (m_pStack[i].vt != VT_EMPTY) VariantClear(&m_pStack[i]);
+    if (t_spare.stack)
+        delete[] m_pStack;
+    else
+        t_spare.stack = m_pStack;
+    m_pStack = nullptr;
+}
+
 bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (!m_Tokens.m_pFirst) {
         VariantClear(&out);
@@ -250,10 +284,7 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
         return vars->GetVarValue(0, out) == 1;
     }
     if (m_Locals.GetLength()) ClearLocals();
-    if (!m_pStack) {
-        m_pStack = new VARIANT[kStackSize];
-        for (int i = 0; i < kStackSize; ++i) VariantInit(&m_pStack[i]);
-    }
+    if (!m_pStack) m_pStack = TakeStack();
     try {
         SubCount(vars, m_pStack, kStackSize, true);
     } catch (...) {

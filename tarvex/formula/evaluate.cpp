@@ -691,6 +691,7 @@ void CFunction::ComMethod(VARIANT* stack, int& index, const CToken* token) {
 void CFunction::SetCOMContextVariable(VARIANT* stack, int& index, int size, bool useContext) {
     if (useContext) {
         if (index + 2 >= size) throw CSyntaxError(115u);
+        InitCOMObject();
         if (!m_pComContext) throw CSyntaxError(u"Неверный указатель IDispatch");
         VARIANT& slot = stack[++index];
         slot.vt = VT_DISPATCH;

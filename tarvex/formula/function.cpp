@@ -180,13 +180,11 @@ void CFunction::Flush() {
     m_Program.clear();
     m_Tokens.Clear();
     m_Pending.Clear();
-    if (m_pStack) {
-        for (int i = 0; i < kStackSize; ++i) VariantClear(&m_pStack[i]);
-        delete[] m_pStack;
-        m_pStack = nullptr;
-    }
+    ReleaseStack();
     if (m_pComContext) m_pComContext->Release();
     m_pComContext = nullptr;
+    m_pComFactory = nullptr;
+    m_pComFactoryData = nullptr;
     if (m_pConstValue) {
         VariantClear(m_pConstValue);
         delete m_pConstValue;
@@ -298,8 +296,57 @@ void CFunction::SetCOMContext(IDispatch* object) {
     m_pComContext = object;
 }
 
+void CFunction::SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory,
+                              void* data) {
+    SetCOMContext(nullptr);
+    m_ComClsid = clsid;
+    m_pComFactory = factory;
+    m_pComFactoryData = data;
+}
+
 void CFunction::InheritContext(const CFunction* from) {
-    if (from && from != this) SetCOMContext(from->m_pComContext);
+    if (!from || from == this) return;
+    SetCOMContext(from->m_pComContext);
+    m_ComClsid = from->m_ComClsid;
+    m_pComFactory = from->m_pComFactory;
+    m_pComFactoryData = from->m_pComFactoryData;
+}
+
+void CFunction::InitCOMObject() {
+    if (m_pComContext || !m_pComFactory) return;
+    IDispatch* object = nullptr;
+    int made = 0;
+    try {
+        made = m_pComFactory(&object, m_ComClsid, m_pComFactoryData);
+    } catch (const CSyntaxError&) {
+        throw;
+    } catch (...) {
+        made = 0;
+    }
+    if (!made) {
+        if (object) object->Release();
+        throw CSyntaxError(146u);
+    }
+    m_pComContext = object; // the factory's reference becomes ours
+}
+
+// ---------------------------------------------------------------------------
+
+bool CFunctionComContext::AcceptCalculation(CElement*, const CParam*) {
+    return true;
+}
+
+void CFunctionComContext::Bind(CFunction& function, CElement* element) const {
+    IDispatch* object = m_pElementObject ? m_pElementObject(element, m_pData) : nullptr;
+    if (object) {
+        function.SetCOMContext(object);
+        object->Release(); // SetCOMContext took its own reference
+        return;
+    }
+    if (m_pFactory)
+        function.SetCOMContext(m_Guid, m_pFactory, m_pData);
+    else
+        function.SetCOMContext(nullptr);
 }
 
 // ---------------------------------------------------------------------------

@@ -16,10 +16,16 @@
 #include "tarvex/formula/variables.h"
 #include "tarvex/platform/variant.h"
 
+#include "tarvex/formula/comcontext.h"
+
 class CElement;
 
 class CFunction : public CTarvexObject {
 public:
+    // Declared outside so that the element model can name it without the
+    // formula language; see comcontext.h.
+    using CComContext = CFunctionComContext;
+
     enum TTag : std::int32_t {
         ttConstant = 0,
         ttVariable = 1,
@@ -252,8 +258,14 @@ public:
 
     void SetElementContext(CElement* element) { m_pElement = element; }
     CElement* GetElementContext() const { return m_pElement; }
+    // Both forms release the object held before. The factory form makes the
+    // object at the first use of `object` in a count.
     void SetCOMContext(IDispatch* object);
+    void SetCOMContext(const _GUID& clsid, CFunctionComContext::Factory factory, void* data);
     void InheritContext(const CFunction* from);
+    // Gives the evaluation stack back: a formula kept for later runs need
+    // not hold one between them. The next count takes one again.
+    void ReleaseStack();
     void SetCurrentItem(VARIANT* item) { m_pCurrentItem = item; }
     // The constant and uses-object flags, for a copy built token by token.
     void CopyFlagsFrom(const CFunction& other) {
@@ -357,7 +369,15 @@ private:
     // goes to args[0], the caller clears the rest.
     static void CallFunction(const CToken* token, VARIANT* args, int n);
 
+    // Makes the object through the factory when there is one and no object.
+    void InitCOMObject();
+    // A cleared stack of kStackSize slots: the thread's spare, or a new one.
+    static VARIANT* TakeStack();
+
     IDispatch* m_pComContext = nullptr;
+    CFunctionComContext::Factory m_pComFactory = nullptr;
+    void* m_pComFactoryData = nullptr;
+    _GUID m_ComClsid{};
     bool m_bConstant = true;
     VARIANT* m_pConstValue = nullptr;
     VARIANT* m_pCurrentItem = nullptr;

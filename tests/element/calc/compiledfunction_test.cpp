@@ -186,14 +186,16 @@ TEST(CompiledFunction, OneResolverServesEveryReader) {
 
 TEST(ParamCalcContext, DependenciesAndResults) {
     Tree t;
-    CParam* a = t.x1->SetParameter(u"F", u"=A*2");
-    CParam* g = t.x1->SetParameter(u"G", u"=F+parent.H");
-    CParam* h = t.pipe->SetParameter(u"H", u"=1");
+    // Formulas live in the value comment; the values are stale results.
+    CParam* a = t.x1->SetParameter(u"F", u"0", nullptr, u"=A*2");
+    CParam* g = t.x1->SetParameter(u"G", u"0", nullptr, u"=F+parent.H");
+    CParam* h = t.pipe->SetParameter(u"H", u"=1", nullptr, u"=1");
+    t.pipe->SetParameter(u"K", u"=1"); // a value that merely looks like one
     CParamCalcContext first(t.x1, a);
     ASSERT_TRUE(first.Init(u"A*2"));
     EXPECT_TRUE(first.IsIndependent());
     CParamCalcContext second(t.x1, g);
-    ASSERT_TRUE(second.Init(u"F+parent.#H"));
+    ASSERT_TRUE(second.Init(u"F+parent.#H+parent.#K"));
     EXPECT_EQ(2u, second.Dependencies().size());
     EXPECT_TRUE(second.Dependencies().count(h));
     EXPECT_TRUE(second.DependsOn(first));
