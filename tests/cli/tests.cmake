@@ -16,5 +16,7 @@ gtest_discover_tests(tests_cli DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 add_executable(readme_example ${CMAKE_SOURCE_DIR}/examples/readme_example.cpp)
 target_link_libraries(readme_example PRIVATE tarvex)
 target_compile_options(readme_example PRIVATE -Wall -Wextra)
-add_test(NAME readme_example COMMAND readme_example ${CMAKE_SOURCE_DIR}/examples/station.xml)
-set_tests_properties(readme_example PROPERTIES PASS_REGULAR_EXPRESSION "Масса = ")
+add_test(NAME readme_example COMMAND readme_example ${CMAKE_SOURCE_DIR}/examples/station.xml
+                                     ${CMAKE_CURRENT_BINARY_DIR}/readme_example.xml)
+set_tests_properties(readme_example PROPERTIES PASS_REGULAR_EXPRESSION
+                     "^Масса = 3013.75\nНасос_Н-1: 1.6 МПа\n$")
