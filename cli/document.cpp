@@ -1,7 +1,9 @@
 #include "document.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -70,7 +72,17 @@ std::string ReadAll(const std::string& path, size_t limit) {
     return bytes;
 }
 
-[[noreturn]] void Refused(const std::string& path, DocumentFormat format, const CElement& partial) {
+// The XML reader refuses a document without a declaration, which hand-made
+// files often lack: worth saying when that is the likely cause.
+bool LacksDeclaration(std::string_view head) {
+    size_t markLength = 0;
+    if (EncodingOf(head, markLength) != Encoding::Utf8) return false;
+    size_t start = head.find_first_not_of(" \t\r\n", markLength);
+    return start == std::string_view::npos || head.compare(start, 5, "<?xml") != 0;
+}
+
+[[noreturn]] void Refused(const std::string& path, DocumentFormat format, const CElement& partial,
+                          std::string_view head) {
     // The readers answer only yes or no; how far they got is the one thing
     // more that can be told.
     int64_t read = 0;
@@ -81,6 +93,8 @@ std::string ReadAll(const std::string& path, size_t limit) {
         message += " after " + std::to_string(read) + (read == 1 ? " element" : " elements");
     else
         message += " at the start";
+    if (format == DocumentFormat::Xml && LacksDeclaration(head))
+        message += " (it has no <?xml ...?> declaration)";
     throw CliError{kExitTrouble, message};
 }
 
@@ -102,7 +116,7 @@ void LoadJson(const std::string& path, std::string_view head, CElement& root) {
     }
     if (!opened) throw CliError{kExitTrouble, SystemError(path)};
     CElementJsonInStream reader(stream);
-    if (!reader.Read(root)) Refused(path, DocumentFormat::Json, root);
+    if (!reader.Read(root)) Refused(path, DocumentFormat::Json, root, head);
 }
 
 } // namespace
@@ -146,14 +160,56 @@ DocumentFormat LoadDocument(const std::string& path, CElement& root) {
         throw CliError{kExitTrouble,
                        "'" + path + "' is not an element document (neither XML nor JSON)"};
     if (*format == DocumentFormat::Xml) {
-        if (!root.ReadFromFile(FromUtf8(path))) Refused(path, *format, root);
+        if (!root.ReadFromFile(FromUtf8(path))) Refused(path, *format, root, head);
     } else {
         LoadJson(path, head, root);
     }
     return *format;
 }
 
-void SaveDocument(const CElement& root, const std::string& path, DocumentFormat format) {
+namespace {
+
+// The writers put a temporary file in place by renaming it over the target,
+// which would replace a device or a pipe (as /dev/null) by a plain file, and
+// a symbolic link by the file instead of writing where it points.
+std::string WritableTarget(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::path target = path;
+    if (fs::is_symlink(fs::symlink_status(target, error))) {
+        target = fs::canonical(target, error);
+        if (error) throw CliError{kExitTrouble, "cannot write '" + path + "': " + error.message()};
+    }
+    fs::file_status status = fs::status(target, error);
+    if (fs::exists(status) && !fs::is_regular_file(status))
+        throw CliError{kExitTrouble, "cannot write '" + path + "': not a regular file"};
+    return target.string();
+}
+
+void WriteToStandardOutput(const CElement& root, DocumentFormat format) {
+    bool written = false;
+    if (format == DocumentFormat::Xml) {
+        CString document;
+        written = root.WriteToXML(document);
+        if (written) {
+            std::string bytes = ToUtf8(document.View());
+            std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+        }
+    } else {
+        CStringBuilderStream text;
+        text.setEncoding(COutStream::eEncodingUnicode);
+        written = WriteElementJson(root, text);
+        if (written) std::fwrite(text.GetBuffer(), 1, text.GetByteLength(), stdout);
+    }
+    if (!written || std::fflush(stdout) != 0)
+        throw CliError{kExitTrouble, "cannot write the document to standard output"};
+}
+
+} // namespace
+
+void SaveDocument(const CElement& root, const std::string& requested, DocumentFormat format) {
+    if (requested == "-") return WriteToStandardOutput(root, format);
+    const std::string path = WritableTarget(requested);
     const CString widePath = FromUtf8(path);
     bool written = false;
     if (format == DocumentFormat::Xml) {
@@ -172,7 +228,7 @@ void SaveDocument(const CElement& root, const std::string& path, DocumentFormat 
             written = false;
         }
     }
-    if (!written) throw CliError{kExitTrouble, "cannot write '" + path + "'"};
+    if (!written) throw CliError{kExitTrouble, "cannot write '" + requested + "'"};
 }
 
 } // namespace tarvex::cli

@@ -20,7 +20,7 @@ configure_and_build() { # build-dir, cmake options...
 case "${1:-}" in
 example)
     configure_and_build "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    "$root/build/cli/tarvex" calc --values "$root/examples/station.xml"
+    cd "$root" && build/cli/tarvex calc --values examples/station.xml
     ;;
 test)
     configure_and_build "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
