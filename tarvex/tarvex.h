@@ -73,6 +73,7 @@
 
 #include "tarvex/element/accolor.h"
 #include "tarvex/element/element.h"
+#include "tarvex/element/elementcompare.h"
 #include "tarvex/element/elementtags.h"
 #include "tarvex/element/elementunmanaged.h"
 #include "tarvex/element/param.h"

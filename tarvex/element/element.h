@@ -16,7 +16,9 @@
 #include "tarvex/element/paramsowner.h"
 #include "tarvex/platform/cstring.h"
 
+class CElementParamCompareRes;
 class CElementStreamProxy;
+class CElementStructCompareRes;
 class CFunctionComContext;
 class CParamCalcContext;
 class CXMLAttrs;
@@ -205,6 +207,44 @@ public:
     // quoted name, then an optional "(digits)" index. False for a missing
     // closing quote or anything but digits before ')'.
     static bool GetStructFilter(const char16_t* text, int& position, CString& name, int& index);
+
+    // --- Two trees (elementmerge.cpp). All are loops, so trees of any depth
+    // are fine, and a source related to this element is read from a copy
+    // wherever it would change under the walk.
+    using CopyMap = TArrayTemplate<CIndexRecord<const CElement*, CElement*>>;
+    using StructDiffs = CIndirectArray<CElementStructCompareRes>;
+    using ParamCompareDiffs = CIndirectArray<CElementParamCompareRes>;
+
+    // As CopyFrom, with SetParameters(source, policy, dropValueComment) in
+    // place of the exact copy of parameters, here and in each child.
+    void CopyFrom(const CElement* source, eNullParamsPolicy policy, bool dropValueComment);
+    // Replaces the children by copies of `source`'s: new ids from this
+    // tree, names, model UIDs and parameters; no tags.
+    void CopyChildrenFrom(const CElement* source);
+    // Appends a copy of `source` as a new child: new ids from this tree;
+    // names, model UIDs, tags and parameters from the source. `map`, if
+    // given, gets (source element, copy) for each element copied, the
+    // copy's root included. Returns the new child, or null for no source.
+    CElement* AddChildCopy(const CElement* source, CopyMap* map = nullptr);
+    CElement* AddChildCopy(const CElement* source, eNullParamsPolicy policy, bool dropValueComment,
+                           CopyMap* map = nullptr);
+    // Brings `source` in: its name if `takeName`, its parameters by
+    // MergeParamsFrom, and each of its children merged into the first
+    // unmatched child of the same name without regard to case, or added as
+    // a copy with new ids when there is none.
+    void Merge(const CElement* source, bool copyEmpty, bool keepExisting, bool takeName);
+    // Compares this tree with `other`, children by position. True if
+    // neither list gained a record. Names in `ignored` are skipped.
+    bool Compare(CElement* other, StructDiffs& structDiffs, ParamCompareDiffs& paramDiffs,
+                 const CParamsOwner* ignored = nullptr);
+    // This pair alone: a name record when the names differ exactly, then
+    // the parameter differences into that record (or a new one).
+    void DoCompare(CElement* other, ParamCompareDiffs& paramDiffs,
+                   const CParamsOwner* ignored = nullptr);
+    // The children pair by pair up to the shorter count, each pair
+    // compared and descended into, then the surplus of either side.
+    void CompareStructure(CElement* other, StructDiffs& structDiffs, ParamCompareDiffs& paramDiffs,
+                          const CParamsOwner* ignored = nullptr);
 
     // --- Calculation (defined with the formula language, element/calc).
     // Formulas are value comments starting with '='; the value caches the
