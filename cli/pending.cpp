@@ -1,13 +1,10 @@
-// The subcommands that need tree comparison and the dependency graph,
+// The subcommand that needs the dependency graph of a calculation session,
 // which the library does not offer yet.
 #include "clierror.h"
 #include "commands.h"
 
 namespace tarvex::cli {
 
-int RunDiff(int, char**) {
-    throw CliError{kExitTrouble, "not available: this build has no tree comparison"};
-}
 int RunDeps(int, char**) {
     throw CliError{kExitTrouble, "not available: this build has no dependency graph"};
 }

@@ -262,3 +262,68 @@ TEST(ReadmeExample, IsTheFileTheSuiteCompiles) {
 }
 
 } // namespace
+
+namespace {
+
+// The example with a few edits, as the second side of a comparison.
+std::string EditedStation() {
+    std::string text = ReadFile(kStation);
+    auto replace = [&](const std::string& from, const std::string& to) {
+        size_t at = text.find(from);
+        ASSERT_NE(at, std::string::npos) << from;
+        text.replace(at, from.size(), to);
+    };
+    replace("name=\"Мощность\" value=\"75\"", "name=\"Мощность\" value=\"90\"");
+    replace("\"Насос_Н-2\"", "\"Насос_Н-2А\"");
+    replace("=Длина * Масса_метра\"", "=Длина * Масса_метра * 1.05\"");
+    replace("<Parameter name=\"Марка\" value=\"ЦНС 38-154\"",
+            "<Parameter name=\"Исполнение\" value=\"B\"");
+    // A third support at the end of the pipeline.
+    replace("      </Elements>\n    </Element>\n  </Elements>",
+            "        <Element name=\"Опора\" id=\"7\" uid=\"-1\"></Element>\n"
+            "      </Elements>\n    </Element>\n  </Elements>");
+    return text;
+}
+
+TEST_F(Cli, DiffListsDifferencesByPathAndAnswersLikeDiff) {
+    WriteFile(Path("edited.xml"), EditedStation());
+    RunResult diff = RunCli({"diff", kStation, Path("edited.xml")});
+    EXPECT_EQ(diff.status, 1) << diff.err;
+    EXPECT_EQ(diff.out, "~ " + kRoot +
+                            "/Насос_Н-1.Мощность: 75 -> 90\n"
+                            "~ " +
+                            kRoot +
+                            "/Насос_Н-2: renamed to Насос_Н-2А\n"
+                            "- " +
+                            kRoot +
+                            "/Насос_Н-2.Марка\n"
+                            "+ " +
+                            kRoot +
+                            "/Насос_Н-2.Исполнение = B\n"
+                            "~ " +
+                            kRoot +
+                            "/Трубопровод_Т-1.Масса: =Длина * Масса_метра -> =Длина * "
+                            "Масса_метра * 1.05\n"
+                            "+ " +
+                            kRoot + "/Трубопровод_Т-1/Опора[3]/\n");
+
+    RunResult reversed = RunCli({"diff", Path("edited.xml"), kStation});
+    EXPECT_THAT(reversed.out, HasSubstr("- " + kRoot + "/Трубопровод_Т-1/Опора[3]/\n"));
+
+    RunResult ignoring =
+        RunCli({"diff", kStation, Path("edited.xml"), "--ignore", "мощность,Марка,Исполнение"});
+    EXPECT_EQ(ignoring.status, 1);
+    EXPECT_THAT(ignoring.out, testing::Not(HasSubstr("Мощность")));
+    EXPECT_THAT(ignoring.out, testing::Not(HasSubstr("Марка")));
+
+    // Same content in the other format: no difference, status 0. Formula
+    // values do not count, as in the library: a calculated copy is equal.
+    ASSERT_EQ(RunCli({"calc", kStation, "-o", Path("calculated.json")}).status, 0);
+    RunResult same = RunCli({"diff", kStation, Path("calculated.json")});
+    EXPECT_EQ(same.status, 0) << same.out;
+    EXPECT_EQ(same.out, "");
+
+    EXPECT_EQ(RunCli({"diff", kStation, Path("missing.xml")}).status, 2);
+}
+
+} // namespace
