@@ -72,6 +72,7 @@
 #include "tarvex/geometry/vector3d.h"
 
 #include "tarvex/element/accolor.h"
+#include "tarvex/element/calc/elementcalcsession.h"
 #include "tarvex/element/element.h"
 #include "tarvex/element/elementcompare.h"
 #include "tarvex/element/elementtags.h"
