@@ -327,3 +327,69 @@ TEST_F(Cli, DiffListsDifferencesByPathAndAnswersLikeDiff) {
 }
 
 } // namespace
+
+namespace {
+
+// Two formulas reading each other, one reading itself, and readers of the
+// cycle below.
+const char kCycles[] =
+    "<?xml version=\"1.0\"?><Element name=\"r\" id=\"0\" uid=\"1\"><Parameters>"
+    "<Parameter name=\"A\" value=\"\" caption=\"\" comment=\"=B + 1\" />"
+    "<Parameter name=\"B\" value=\"\" caption=\"\" comment=\"=A + 1\" />"
+    "<Parameter name=\"C\" value=\"\" caption=\"\" comment=\"=A * 2\" />"
+    "<Parameter name=\"S\" value=\"\" caption=\"\" comment=\"=S\" />"
+    "<Parameter name=\"V\" value=\"3\" caption=\"\" comment=\"\" />"
+    "</Parameters><Elements><Element name=\"k&quot;\\\" id=\"1\" uid=\"2\"><Parameters>"
+    "<Parameter name=\"L\" value=\"\" caption=\"\" comment=\"=parent.C / parent.V\" />"
+    "</Parameters></Element></Elements></Element>";
+
+TEST_F(Cli, DepsListsPrecedentsDependentsAndCycles) {
+    WriteFile(Path("cycles.xml"), kCycles);
+    RunResult text = RunCli({"deps", Path("cycles.xml")});
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_EQ(text.out, "r.A\n  reads r.B\n"
+                        "r.B\n  reads r.A\n"
+                        "r.C\n  reads r.A\n"
+                        "r.S\n  reads r.S\n"
+                        "r/k\"\\.L\n  reads r.C\n  reads r.V\n"
+                        "cycle: r.A -> r.B -> r.A\n"
+                        "cycle: r.S -> r.S\n");
+
+    RunResult one = RunCli({"deps", Path("cycles.xml"), "--param", "r.a"});
+    EXPECT_EQ(one.out,
+              "r.A\n  reads r.B\n  read by r.B\n  read by r.C\ncycle: r.A -> r.B -> r.A\n");
+    RunResult plain = RunCli({"deps", Path("cycles.xml"), "--param", "r.V"});
+    EXPECT_EQ(plain.out, "r.V\n  read by r/k\"\\.L\n");
+
+    RunResult json = RunCli({"deps", Path("cycles.xml"), "--param", "r/k\"\\.L", "--format", "json"});
+    EXPECT_EQ(json.out, "{\"parameters\": [{\"parameter\": \"r/k\\\"\\\\.L\", \"precedents\": [\"r.C\", "
+                        "\"r.V\"], \"dependents\": []}], \"cycles\": []}\n");
+    RunResult all = RunCli({"deps", Path("cycles.xml"), "--format", "json"});
+    EXPECT_THAT(all.out, HasSubstr("\"cycles\": [[\"r.A\", \"r.B\"], [\"r.S\"]]}\n"));
+
+    RunResult missing = RunCli({"deps", Path("cycles.xml"), "--param", "r.X"});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err, "tarvex deps: no parameter 'r.X' in '" + Path("cycles.xml") + "'\n");
+    EXPECT_EQ(RunCli({"deps", Path("cycles.xml"), "--format", "svg"}).status, 2);
+}
+
+TEST_F(Cli, DepsDotIsAcceptedByGraphviz) {
+    const std::string dot = TARVEX_DOT_PROGRAM;
+    if (dot.empty() || dot.find("NOTFOUND") != std::string::npos)
+        GTEST_SKIP() << "Graphviz dot is not installed (scripts/install-deps.sh installs it)";
+    WriteFile(Path("cycles.xml"), kCycles);
+    for (const std::string& document : {kStation, Path("cycles.xml")}) {
+        RunResult graph = RunCli({"deps", document, "--format", "dot"});
+        ASSERT_EQ(graph.status, 0) << graph.err;
+        WriteFile(Path("graph.dot"), graph.out);
+        RunResult rendered = RunProgram(dot, {"-Tsvg", "-o", Path("graph.svg"), Path("graph.dot")});
+        EXPECT_EQ(rendered.status, 0) << rendered.err << graph.out;
+        EXPECT_EQ(rendered.err, "");
+        EXPECT_THAT(ReadFile(Path("graph.svg")), HasSubstr("</svg>"));
+    }
+    RunResult station = RunCli({"deps", kStation, "--format", "dot"});
+    EXPECT_THAT(station.out, HasSubstr("\"" + kRoot + "/Насос_Н-1.Масса_рамы\" -> \"" + kRoot +
+                                       "/Насос_Н-1.Масса\";\n"));
+}
+
+} // namespace

@@ -194,3 +194,24 @@ TEST(ElementJson, KeepsWhatTheLibraryPrinterCuts) {
 }
 
 } // namespace
+
+#include "progress.h"
+
+namespace {
+
+// The ticker thread starts, follows steps and stops without a terminal;
+// nothing is shown for steps shorter than a second.
+TEST(Progress, StartsAndStopsCleanly) {
+    testing::internal::CaptureStderr();
+    {
+        Progress progress(true);
+        progress.Step("reading");
+        progress.Step("writing");
+        progress.Done();
+        progress.Step("again");
+    }
+    { Progress disabled(false); }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+} // namespace
