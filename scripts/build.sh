@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The two ways in:
-#   scripts/build.sh example   install packages, build, run the command-line host on the example
+#   scripts/build.sh example   install packages, build, calculate the example plant document
 #   scripts/build.sh test      install packages, build, run every test (also under sanitizers)
 set -euo pipefail
 
@@ -20,7 +20,7 @@ configure_and_build() { # build-dir, cmake options...
 case "${1:-}" in
 example)
     configure_and_build "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    "$root/build/cli/tarvex" "$root/examples/parameters.txt"
+    cd "$root" && build/cli/tarvex calc --values examples/station.xml
     ;;
 test)
     configure_and_build "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo

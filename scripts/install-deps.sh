@@ -13,6 +13,7 @@ packages=(
     libxml2-dev # the document object model of the DOM streams
     zlib1g-dev libminizip-dev
     zip unzip python3 # zip interoperability tests
+    graphviz # the command-line host's test renders its dependency graph with dot
     libmuparser-dev # peer of the formula benchmark only
 )
 
