@@ -3,10 +3,10 @@
 // The library's JSON printer keeps a fixed, lossy quoting: every UTF-16
 // unit whose low byte is below 32 becomes a lone backslash, and that takes
 // the Cyrillic capitals А to П and Ё with it, so "Масса" would come back
-// as "асса". A command-line conversion must not lose names, so the tree is
-// built by the library's element writer and printed here in the same
-// layout, quoting such units as \uXXXX, which the library's reader takes.
-// A text with none of them prints byte for byte as the library prints it.
+// as "асса". A command-line conversion must not lose names, so the tree
+// built by the library's element writer is printed in its exact form,
+// which quotes such units as \uXXXX. A text with none of them prints byte
+// for byte as the library's fixed form.
 #pragma once
 
 class CElement;

@@ -172,6 +172,21 @@ TEST(JsonPrint, QuotingByTheLowByteLosesLetters) {
     auto back = Parse(Print(node));
     ASSERT_NE(back, nullptr);
     EXPECT_EQ(static_cast<CJsonNodeString&>(*back).value, u"ина");
+
+    // The exact form keeps every unit and still reads back whole.
+    quoted.clear();
+    JsonQuote(quoted, text.data(), text.size(), true);
+    EXPECT_EQ(quoted, u"\"\\t\\b\\n\\f\\r\\u0001\\\"\\\\\\u0414лина\\u0408x\\u2013\"");
+    CJsonNodeArray list;
+    list.AddString(u"Длина", text.c_str());
+    CStringBuilderStream stream;
+    stream.setEncoding(COutStream::eEncodingUnicode);
+    list.WriteExact(stream);
+    auto exact = Parse({static_cast<const char16_t*>(stream.GetBuffer()), stream.GetPos()});
+    ASSERT_NE(exact, nullptr);
+    const CJsonNode& item = *exact->AsCompound()->children.at(0);
+    EXPECT_EQ(item.key, u"Длина");
+    EXPECT_EQ(static_cast<const CJsonNodeString&>(item).value, text);
 }
 
 TEST(JsonTree, DeepNestingFailsAndDeepTreesDieWithoutRecursion) {

@@ -10,10 +10,10 @@ void Indent(std::u16string& out, unsigned int level) {
     out.append(level, u'\t');
 }
 
-void Head(std::u16string& out, const std::u16string& key, unsigned int level) {
+void Head(std::u16string& out, const std::u16string& key, unsigned int level, bool exact = false) {
     Indent(out, level);
     if (!key.empty()) {
-        JsonQuote(out, key.data(), key.size());
+        JsonQuote(out, key.data(), key.size(), exact);
         out.append(u" : ");
     }
 }
@@ -23,11 +23,12 @@ void Flush(COutStream& stream, std::u16string& out) {
     out.clear();
 }
 
-void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level);
+void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level,
+                  bool exact = false);
 
 } // namespace
 
-void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length) {
+void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length, bool exact) {
     out.push_back(u'"');
     std::size_t run = 0; // start of the plain units not yet copied
     for (std::size_t i = 0; i < length; ++i) {
@@ -35,6 +36,15 @@ void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length) {
         if ((ch & 0xFF) >= 32 && ch != u'"' && ch != u'\\') continue;
         out.append(text + run, text + i);
         run = i + 1;
+        if (exact && ch != 8 && ch != 9 && ch != 10 && ch != 12 && ch != 13 && ch != u'"' &&
+            ch != u'\\') {
+            static const char16_t kHex[] = u"0123456789abcdef";
+            const char16_t escape[] = {
+                u'\\',        u'u', kHex[ch >> 12], kHex[(ch >> 8) & 15], kHex[(ch >> 4) & 15],
+                kHex[ch & 15]};
+            out.append(escape, 6);
+            continue;
+        }
         out.push_back(u'\\');
         switch (ch) {
         case 8:
@@ -68,8 +78,8 @@ void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length) {
 
 namespace {
 
-void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level) {
-    Head(out, node.key, level);
+void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level, bool exact) {
+    Head(out, node.key, level, exact);
     switch (node.GetType()) {
     case CJsonNode::eNull:
         out.append(u"null");
@@ -82,7 +92,7 @@ void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level
         break;
     case CJsonNode::eString: {
         const auto& text = static_cast<const CJsonNodeString&>(node).value;
-        JsonQuote(out, text.data(), text.size());
+        JsonQuote(out, text.data(), text.size(), exact);
         break;
     }
     case CJsonNode::eNumber: {
@@ -169,6 +179,14 @@ void CJsonNodeCompound::AddString(const char16_t* key, const char16_t* value) {
 }
 
 void CJsonNodeCompound::Write(COutStream& stream, unsigned int level) const {
+    WriteTree(stream, level, false);
+}
+
+void CJsonNodeCompound::WriteExact(COutStream& stream, unsigned int level) const {
+    WriteTree(stream, level, true);
+}
+
+void CJsonNodeCompound::WriteTree(COutStream& stream, unsigned int level, bool exact) const {
     struct Frame {
         const CJsonNodeCompound* node;
         std::size_t next;
@@ -176,7 +194,7 @@ void CJsonNodeCompound::Write(COutStream& stream, unsigned int level) const {
     };
     std::u16string out;
     std::vector<Frame> frames;
-    Head(out, key, level);
+    Head(out, key, level, exact);
     out.push_back(OpenBracket());
     out.append(u"\r\n");
     frames.push_back({this, 0, level});
@@ -190,12 +208,12 @@ void CJsonNodeCompound::Write(COutStream& stream, unsigned int level) const {
             // A compound of another kind (a caller's own subclass) prints
             // itself; the library's own are walked here.
             if (const CJsonNodeCompound* compound = const_cast<CJsonNode&>(child).AsCompound()) {
-                Head(out, child.key, childLevel);
+                Head(out, child.key, childLevel, exact);
                 out.push_back(compound->OpenBracket());
                 out.append(u"\r\n");
                 frames.push_back({compound, 0, childLevel});
             } else if (child.GetType() <= eNumber) {
-                AppendScalar(out, child, childLevel);
+                AppendScalar(out, child, childLevel, exact);
             } else {
                 Flush(stream, out);
                 child.Write(stream, childLevel);

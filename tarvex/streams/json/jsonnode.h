@@ -86,12 +86,19 @@ public:
     void AddString(const char16_t* key, const char16_t* value) override;
     // Iterative as well, for the same reason.
     void Write(COutStream& stream, unsigned int level) const override;
+    // The same layout with the lossless quoting of JsonQuote's `exact` form:
+    // for callers that must read their own output back whole and accept that
+    // it differs from the fixed form wherever that form would cut a letter.
+    void WriteExact(COutStream& stream, unsigned int level = 0) const;
 
     std::vector<std::shared_ptr<CJsonNode>> children;
 
 protected:
     virtual char16_t OpenBracket() const = 0;
     virtual char16_t CloseBracket() const = 0;
+
+private:
+    void WriteTree(COutStream& stream, unsigned int level, bool exact) const;
 };
 
 class CJsonNodeObject : public CJsonNodeCompound {
@@ -112,5 +119,7 @@ protected:
     char16_t CloseBracket() const override { return u']'; }
 };
 
-// The quoted form of a text, as the printer writes it.
-void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length);
+// The quoted form of a text, as the printer writes it. With `exact`, a unit
+// the fixed form would cut is written as \uXXXX instead, which JSON readers
+// (this library's too) read back whole.
+void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length, bool exact = false);
