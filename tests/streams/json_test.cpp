@@ -177,7 +177,7 @@ TEST(JsonPrint, QuotingByTheLowByteLosesLetters) {
     quoted.clear();
     JsonQuote(quoted, text.data(), text.size(), true);
     EXPECT_EQ(quoted, u"\"\\t\\b\\n\\f\\r\\u0001\\\"\\\\\\u0414лина\\u0408x\\u2013\"");
-    CJsonNodeArray list;
+    CJsonNodeObject list;
     list.AddString(u"Длина", text.c_str());
     CStringBuilderStream stream;
     stream.setEncoding(COutStream::eEncodingUnicode);
