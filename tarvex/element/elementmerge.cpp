@@ -86,6 +86,27 @@ std::vector<std::pair<const CElement*, int64_t>> SubtreeOf(const CElement* sourc
     return list;
 }
 
+// Copies the subtree of `source` as a new last child of `target` (names,
+// model uids, tags, and parameters by `copyParams`), recording each
+// original and its copy in `map` if given. Returns the copy of `source`.
+template <class CopyParams>
+CElement* CopySubtreeUnder(CElement* target, const CElement* source, CElement::CopyMap* map,
+                           CopyParams copyParams) {
+    if (!source) return nullptr;
+    const auto list = SubtreeOf(source);
+    std::vector<CElement*> made(list.size());
+    for (size_t i = 0; i < list.size(); ++i) {
+        const CElement* from = list[i].first;
+        CElement* copy = new CElement(from->GetName(), i ? made[list[i].second] : target);
+        copy->SetModelUID(from->GetModelUID());
+        CopyTags(copy, from);
+        copyParams(copy, from);
+        made[i] = copy;
+        if (map) map->Add(CIndexRecord<const CElement*, CElement*>(from, copy));
+    }
+    return made.front();
+}
+
 } // namespace
 
 void CElement::CopyFrom(const CElement* source, eNullParamsPolicy policy, bool dropValueComment) {
@@ -135,36 +156,16 @@ void CElement::CopyChildrenFrom(const CElement* source) {
 }
 
 CElement* CElement::AddChildCopy(const CElement* source, CopyMap* map) {
-    if (!source) return nullptr;
-    const auto list = SubtreeOf(source);
-    std::vector<CElement*> made(list.size());
-    for (size_t i = 0; i < list.size(); ++i) {
-        const CElement* from = list[i].first;
-        CElement* copy = new CElement(from->m_pszName, i ? made[list[i].second] : this);
-        copy->m_nModelUID = from->m_nModelUID;
-        CopyTags(copy, from);
+    return CopySubtreeUnder(this, source, map, [](CElement* copy, const CElement* from) {
         copy->CopyParamsFrom(*from);
-        made[i] = copy;
-        if (map) map->Add(CIndexRecord<const CElement*, CElement*>(from, copy));
-    }
-    return made.front();
+    });
 }
 
 CElement* CElement::AddChildCopy(const CElement* source, eNullParamsPolicy policy,
                                  bool dropValueComment, CopyMap* map) {
-    if (!source) return nullptr;
-    const auto list = SubtreeOf(source);
-    std::vector<CElement*> made(list.size());
-    for (size_t i = 0; i < list.size(); ++i) {
-        const CElement* from = list[i].first;
-        CElement* copy = new CElement(from->m_pszName, i ? made[list[i].second] : this);
-        copy->m_nModelUID = from->m_nModelUID;
-        CopyTags(copy, from);
+    return CopySubtreeUnder(this, source, map, [&](CElement* copy, const CElement* from) {
         copy->SetParameters(*from, policy, dropValueComment);
-        made[i] = copy;
-        if (map) map->Add(CIndexRecord<const CElement*, CElement*>(from, copy));
-    }
-    return made.front();
+    });
 }
 
 void CElement::Merge(const CElement* source, bool copyEmpty, bool keepExisting, bool takeName) {
