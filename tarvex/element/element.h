@@ -218,6 +218,11 @@ public:
     // As CopyFrom, with SetParameters(source, policy, dropValueComment) in
     // place of the exact copy of parameters, here and in each child.
     void CopyFrom(const CElement* source, eNullParamsPolicy policy, bool dropValueComment);
+    // As CopyFrom, with each element's parameters taken by
+    // CopyParamsFrom(source, protectionList, action) onto what the element in
+    // its place held before, so this tree's protected parameters survive.
+    // Elements are placed by name without regard to case, first to first.
+    void CopyFrom(const CElement* source, const CParamsProtectionList& protectionList, int action);
     // Replaces the children by copies of `source`'s: new ids from this
     // tree, names, model UIDs and parameters; no tags.
     void CopyChildrenFrom(const CElement* source);
@@ -228,6 +233,10 @@ public:
     CElement* AddChildCopy(const CElement* source, CopyMap* map = nullptr);
     CElement* AddChildCopy(const CElement* source, eNullParamsPolicy policy, bool dropValueComment,
                            CopyMap* map = nullptr);
+    // The parameters of each copy by CopyParamsFrom(source, protectionList,
+    // action) onto an empty set.
+    CElement* AddChildCopy(const CElement* source, const CParamsProtectionList& protectionList,
+                           int action, CopyMap* map = nullptr);
     // Brings `source` in: its name if `takeName`, its parameters by
     // MergeParamsFrom, and each of its children merged into the first
     // unmatched child of the same name without regard to case, or added as

@@ -136,6 +136,49 @@ void CElement::CopyFrom(const CElement* source, eNullParamsPolicy policy, bool d
         [](CElement*, const CElement*) { return true; });
 }
 
+void CElement::CopyFrom(const CElement* source, const CParamsProtectionList& protectionList,
+                        int action) {
+    if (!source || source == this || !source->m_pRoot) return;
+    // The structure, names, ids and tags come from the source; parameters
+    // go through the protection list onto what this tree held, read from a
+    // copy taken before the rebuild. An element of the new tree takes the
+    // old element in its place: children matched by name without regard to
+    // case, first to first, as Merge matches them; an element with no
+    // match starts from no parameters.
+    CElement old(*this);
+    CopyFrom(source);
+    struct Frame {
+        CElement* mine;
+        CElement* old; // null where the old tree had no match
+        int64_t next;
+        std::unique_ptr<ChildrenByName> index;
+    };
+    auto protect = [&](CElement* mine, const CElement* before) {
+        CParamsOwner fromSource;
+        fromSource.CopyParamsFrom(*mine);
+        if (before)
+            mine->CopyParamsFrom(*before);
+        else
+            mine->DeleteAllParams();
+        mine->CopyParamsFrom(fromSource, protectionList, action);
+    };
+    protect(this, &old);
+    std::vector<Frame> stack;
+    stack.push_back({this, &old, 0, nullptr});
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        if (top.next >= top.mine->GetChildCount()) {
+            stack.pop_back();
+            continue;
+        }
+        CElement* mine = top.mine->GetChild(top.next++);
+        if (top.old && !top.index) top.index = std::make_unique<ChildrenByName>(*top.old);
+        CElement* before = top.index ? top.index->Take(mine) : nullptr;
+        protect(mine, before);
+        stack.push_back({mine, before, 0, nullptr});
+    }
+}
+
 void CElement::CopyChildrenFrom(const CElement* source) {
     if (!source || source == this || !source->m_pRoot) return;
     if (HasChild(source) || source->HasChild(this)) {
@@ -165,6 +208,14 @@ CElement* CElement::AddChildCopy(const CElement* source, eNullParamsPolicy polic
                                  bool dropValueComment, CopyMap* map) {
     return CopySubtreeUnder(this, source, map, [&](CElement* copy, const CElement* from) {
         copy->SetParameters(*from, policy, dropValueComment);
+    });
+}
+
+CElement* CElement::AddChildCopy(const CElement* source,
+                                 const CParamsProtectionList& protectionList, int action,
+                                 CopyMap* map) {
+    return CopySubtreeUnder(this, source, map, [&](CElement* copy, const CElement* from) {
+        copy->CopyParamsFrom(*from, protectionList, action);
     });
 }
 

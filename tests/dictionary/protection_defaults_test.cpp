@@ -2,6 +2,7 @@
 
 #include "tarvex/dictionary/paramsdefault.h"
 #include "tarvex/dictionary/paramsprotection.h"
+#include "tarvex/element/element.h"
 #include "tarvex/element/paramsowner.h"
 
 namespace {
@@ -127,6 +128,42 @@ TEST(ProtectedCopy, KeepSkipLockAndNone) {
     EXPECT_EQ(Dump(none), Dump(source));
     none.CopyParamsFrom(none, list, 1);
     EXPECT_EQ(Dump(none), Dump(source));
+}
+
+TEST(ProtectedCopy, TreesKeepTheirProtectedValuesByPlace) {
+    CParamsProtectionList list;
+    list.SetProtectedParameter(u"KEEP", ParamProtectionKeep, ParamProtectionNone,
+                               ParamProtectionNone, false);
+    CElement source(u"plant");
+    source.SetParameter(u"Keep", u"new");
+    CElement* pumpA = source.AddChild(u"Pump");
+    CElement* pumpB = source.AddChild(u"pump");
+    pumpA->SetParameter(u"Keep", u"newA");
+    pumpB->SetParameter(u"Keep", u"newB");
+    pumpB->SetParameter(u"Free", u"newB");
+    source.AddChild(u"Valve")->SetParameter(u"Keep", u"newV");
+
+    // The target's children stand in another order: each is found by name.
+    CElement target(u"old plant");
+    target.SetParameter(u"Keep", u"old");
+    target.AddChild(u"Tank")->SetParameter(u"Keep", u"oldT");
+    target.AddChild(u"PUMP")->SetParameter(u"Keep", u"old1");
+    target.AddChild(u"Pump")->SetParameter(u"Keep", u"old2");
+
+    target.CopyFrom(&source, list, 1);
+    EXPECT_EQ(std::u16string_view(target.GetName()), u"plant");
+    ASSERT_EQ(target.GetChildCount(), 3);
+    EXPECT_EQ(Dump(target), "Keep=old||;");
+    EXPECT_EQ(Dump(*target.GetChild(0)), "Keep=old1||;");
+    EXPECT_EQ(Dump(*target.GetChild(1)), "Free=newB||;Keep=old2||;");
+    // No old element in its place: the protected parameter starts empty.
+    EXPECT_EQ(Dump(*target.GetChild(2)), "Keep=||;");
+
+    // A child copy has nothing to protect.
+    CElement::CopyMap map;
+    CElement* copy = target.AddChildCopy(pumpB, list, 1, &map);
+    EXPECT_EQ(Dump(*copy), "Free=newB||;Keep=||;");
+    EXPECT_EQ(map.GetLength(), 1);
 }
 
 TEST(ParamsDefault, TableOwnersAndLink) {
