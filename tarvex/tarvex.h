@@ -83,6 +83,7 @@
 #include "tarvex/element/paramsowner.h"
 
 #include "tarvex/dictionary/dblink.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 #include "tarvex/dictionary/paramdef.h"
 #include "tarvex/dictionary/paramdefs.h"
 #include "tarvex/dictionary/parammeasure.h"

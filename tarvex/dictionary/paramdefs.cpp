@@ -5,7 +5,7 @@
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/dictionary/paramsxml_internal.h"
-#include "tarvex/dictionary/settingsfile_internal.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 #include "tarvex/element/param.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/platform/wide.h"

@@ -4,7 +4,7 @@
 #include "tarvex/core/paths.h"
 #include "tarvex/dictionary/paramdefs.h"
 #include "tarvex/dictionary/paramsxml_internal.h"
-#include "tarvex/dictionary/settingsfile_internal.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 #include "tarvex/element/paramsowner.h"
 #include "tarvex/platform/casemap.h"
 #include "tarvex/streams/xml/xmloutstream.h"

@@ -2,7 +2,7 @@
 
 #include "tarvex/core/exceptions.h"
 #include "tarvex/dictionary/paramsxml_internal.h"
-#include "tarvex/dictionary/settingsfile_internal.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 #include "tarvex/element/paramsowner.h"
 #include "tarvex/streams/xml/xmloutstream.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "tarvex/dictionary/settingsfile_internal.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/resources.h"
 #include "tarvex/streams/xml/xmlinstream.h"

@@ -1,5 +1,6 @@
-// Where the dictionary's files lie: the settings root, with the installation's
-// template as a fallback when templates do not already take precedence.
+// Where the dictionary's files (and other per-user catalogue files that follow
+// its rule) lie: the settings root, with the installation's template as a
+// fallback when templates do not already take precedence.
 #pragma once
 
 #include "tarvex/platform/cstring.h"

@@ -1,4 +1,4 @@
-#include "tarvex/dictionary/settingsfile_internal.h"
+#include "tarvex/dictionary/dictionaryfiles.h"
 
 #include "tarvex/core/paths.h"
 
