@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include "../platform/countingdispatch.h"
+#include "formulatest.h"
 #include "tarvex/element/element.h"
 #include "tarvex/formula/compiledfunction.h"
+#include "tarvex/formula/elementcompiler.h"
 #include "tarvex/formula/hierarchy.h"
 #include "tarvex/formula/objects/scriptobjects.h"
 
@@ -57,31 +59,7 @@ public:
     IDispatch* lastContext = nullptr;
 };
 
-struct Formulas {
-    CValueVariablesContainer vars;
-    qrksFunctionCompiler compiler;
-
-    std::unique_ptr<CFunction> Compile(const char16_t* text) {
-        compiler.InitCompiler();
-        return std::unique_ptr<CFunction>(compiler.Function(text, &vars));
-    }
-    CString Eval(const char16_t* text) {
-        try {
-            return Run(*Compile(text), &vars);
-        } catch (const CSyntaxError& e) {
-            return e.GetMessageW();
-        }
-    }
-    static CString Run(CFunction& function, CVariablesContainerBase* vars) {
-        try {
-            CString out;
-            function.Count(out, vars);
-            return out;
-        } catch (const CSyntaxError& e) {
-            return e.GetMessageW();
-        }
-    }
-};
+using Formulas = formulatest::BasicEvaluator<qrksFunctionCompiler>;
 
 TEST(Hierarchy, ProviderAnswersOncePerCount) {
     Formulas f;

@@ -10,9 +10,12 @@
 
 namespace formulatest {
 
-struct Evaluator {
+// `Compiler` is the plain compiler or the element-bound one, whose words
+// (script objects among them) some tests need.
+template <class Compiler>
+struct BasicEvaluator {
     CValueVariablesContainer vars;
-    CFunctionCompiler compiler;
+    Compiler compiler;
 
     std::unique_ptr<CFunction> Compile(const char16_t* text) {
         compiler.InitCompiler();
@@ -46,7 +49,20 @@ struct Evaluator {
         v.dblVal = value;
         vars.SetValue(name, v);
     }
+
+    // A compiled function run once more: its text result, or the error's message.
+    static CString Run(CFunction& function, CVariablesContainerBase* variables) {
+        try {
+            CString out;
+            function.Count(out, variables);
+            return out;
+        } catch (const CSyntaxError& e) {
+            return e.GetMessageW();
+        }
+    }
 };
+
+using Evaluator = BasicEvaluator<CFunctionCompiler>;
 
 // "Ошибка в выражении: "<text>" (строка <line>, позиция <position>)".
 inline CString Framed(const char16_t* text, int line, int position) {

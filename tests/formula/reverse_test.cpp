@@ -4,19 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include "formulatest.h"
 #include "tarvex/formula/elementcompiler.h"
 #include "tarvex/formula/reverseengeneer.h"
 
 namespace {
 
-struct Printer {
-    CValueVariablesContainer vars;
-    qrksFunctionCompiler compiler;
-
-    std::unique_ptr<CFunction> Compile(const char16_t* text) {
-        compiler.InitCompiler();
-        return std::unique_ptr<CFunction>(compiler.Function(text, &vars));
-    }
+struct Printer : formulatest::BasicEvaluator<qrksFunctionCompiler> {
 
     // The print, or the error's message.
     CString Print(const char16_t* text) {

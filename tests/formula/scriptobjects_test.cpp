@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "../platform/countingdispatch.h"
+#include "formulatest.h"
 #include "tarvex/core/log.h"
 #include "tarvex/formula/elementcompiler.h"
 #include "tarvex/formula/objects/calculatedobject.h"
@@ -18,24 +19,7 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-struct Formulas {
-    CValueVariablesContainer vars;
-    qrksFunctionCompiler compiler;
-
-    std::unique_ptr<CFunction> Compile(const char16_t* text) {
-        compiler.InitCompiler();
-        return std::unique_ptr<CFunction>(compiler.Function(text, &vars));
-    }
-    CString Eval(const char16_t* text) {
-        try {
-            auto function = Compile(text);
-            CString out;
-            function->Count(out, &vars);
-            return out;
-        } catch (const CSyntaxError& e) {
-            return e.GetMessageW();
-        }
-    }
+struct Formulas : formulatest::BasicEvaluator<qrksFunctionCompiler> {
     double Real(const char16_t* text) {
         auto function = Compile(text);
         VARIANT out;
