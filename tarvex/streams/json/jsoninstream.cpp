@@ -12,6 +12,7 @@
 #include "tarvex/core/stackroom.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"
+#include "tarvex/streams/json/jsonarena_internal.h"
 
 namespace {
 
@@ -27,6 +28,16 @@ int Hex(char16_t ch) {
     if (ch >= u'a' && ch <= u'f') return ch - u'a' + 10;
     if (ch >= u'A' && ch <= u'F') return ch - u'A' + 10;
     return -1;
+}
+
+using tarvex::json_internal::CJsonArena;
+using tarvex::json_internal::CJsonArenaAllocator;
+
+template <class T, class... Args>
+std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
+    // A subclass may call the value parsers directly, outside ParseNext.
+    if (arena == nullptr) return std::make_shared<T>(std::forward<Args>(args)...);
+    return std::allocate_shared<T>(CJsonArenaAllocator<T>(arena), std::forward<Args>(args)...);
 }
 
 } // namespace
@@ -101,8 +112,22 @@ void CJsonInStream::SkipSpaceChars() {
 
 std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
     if (cursor == nullptr || *cursor == 0) return nullptr;
+    // An arena per value: a tree kept after the next parse holds only its
+    // own blocks.
+    arena = CJsonArena::Create();
     std::shared_ptr<CJsonNode> node;
-    if (!ParseValue(node)) return nullptr;
+    bool ok = false;
+    try {
+        ok = ParseValue(node);
+    } catch (...) {
+        node.reset();
+        arena->Release();
+        arena = nullptr;
+        throw;
+    }
+    if (!ok) node.reset();
+    arena->Release();
+    arena = nullptr;
     return node;
 }
 
@@ -113,17 +138,17 @@ bool CJsonInStream::ParseValue(std::shared_ptr<CJsonNode>& node) {
     switch (*cursor) {
     case u'n':
         if (!StartsWith(cursor, u"null", 4)) return false;
-        node = std::make_shared<CJsonNodeNull>();
+        node = NewNode<CJsonNodeNull>(arena);
         cursor += 4;
         return true;
     case u't':
         if (!StartsWith(cursor, u"true", 4)) return false;
-        node = std::make_shared<CJsonNodeTrue>();
+        node = NewNode<CJsonNodeTrue>(arena);
         cursor += 4;
         return true;
     case u'f':
         if (!StartsWith(cursor, u"false", 5)) return false;
-        node = std::make_shared<CJsonNodeFalse>();
+        node = NewNode<CJsonNodeFalse>(arena);
         cursor += 5;
         return true;
     case u'"':
@@ -143,12 +168,12 @@ bool CJsonInStream::ParseNumber(std::shared_ptr<CJsonNode>& node) {
     char16_t* end = nullptr;
     double value = wcstod16(cursor, &end);
     if (end != nullptr) cursor = end;
-    node = std::make_shared<CJsonNodeNumber>(value);
+    node = NewNode<CJsonNodeNumber>(arena, value);
     return true;
 }
 
 bool CJsonInStream::ParseString(std::shared_ptr<CJsonNode>& node) {
-    auto text = std::make_shared<CJsonNodeString>();
+    auto text = NewNode<CJsonNodeString>(arena);
     node = text;
     return ParseString(text->value);
 }
@@ -220,7 +245,7 @@ void CJsonInStream::TakeItems(CJsonNodeCompound& compound, std::size_t base) {
 }
 
 bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
-    auto object = std::make_shared<CJsonNodeObject>();
+    auto object = NewNode<CJsonNodeObject>(arena);
     node = object; // a failure leaves the partial object with the caller
     ++cursor;
     SkipSpaceChars();
@@ -257,7 +282,7 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
 }
 
 bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
-    auto array = std::make_shared<CJsonNodeArray>();
+    auto array = NewNode<CJsonNodeArray>(arena);
     node = array;
     ++cursor;
     SkipSpaceChars();

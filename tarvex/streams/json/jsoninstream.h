@@ -14,6 +14,10 @@
 
 #include "tarvex/streams/json/jsonnode.h"
 
+namespace tarvex::json_internal {
+class CJsonArena;
+}
+
 class CJsonInStream {
 public:
     CJsonInStream() = default;
@@ -47,6 +51,8 @@ private:
     // The items of the compounds being parsed, innermost last: each compound
     // gets its vector in one allocation when it ends.
     std::vector<std::shared_ptr<CJsonNode>> items;
+    // Node memory for the value being parsed; its nodes share its ownership.
+    tarvex::json_internal::CJsonArena* arena = nullptr;
     char16_t* buffer = nullptr;
     const char16_t* cursor = nullptr;
     std::uint32_t length = 0;

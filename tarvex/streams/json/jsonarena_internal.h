@@ -1,0 +1,67 @@
+// Node memory for one parsed tree: nodes are carved from large blocks and
+// the blocks go back together when the last node of the tree is released.
+//
+// A parse makes one node per value, so a heap call per node dominated the
+// read. The arena counts its live allocations (and the parse's own hold),
+// so nodes stay valid however long a caller keeps them, on any thread, and
+// the allocator copies in every control block are plain pointers: one
+// atomic step per node at each end, not one per allocator copy.
+#pragma once
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace tarvex::json_internal {
+
+class CJsonArena {
+public:
+    // Created with one hold, for the parse; Release it when done.
+    static CJsonArena* Create() { return new CJsonArena; }
+    CJsonArena(const CJsonArena&) = delete;
+    CJsonArena& operator=(const CJsonArena&) = delete;
+
+    // Not thread-safe: only the parse allocates. Each allocation is a hold.
+    void* Allocate(std::size_t bytes, std::size_t alignment);
+    // Drops one hold; the last one frees the arena. Any thread.
+    void Release() noexcept {
+        if (holds.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    }
+
+private:
+    CJsonArena() = default;
+    ~CJsonArena() = default;
+
+    std::atomic<std::size_t> holds{1};
+    std::vector<std::unique_ptr<std::byte[]>> blocks;
+    std::byte* next = nullptr;
+    std::byte* end = nullptr;
+    std::size_t blockSize = 1024; // grows, so a small text keeps a small arena
+};
+
+template <class T>
+class CJsonArenaAllocator {
+public:
+    using value_type = T;
+
+    explicit CJsonArenaAllocator(CJsonArena* arena) noexcept : arena(arena) {}
+    template <class U>
+    CJsonArenaAllocator(const CJsonArenaAllocator<U>& other) noexcept : arena(other.arena) {}
+
+    T* allocate(std::size_t count) {
+        return static_cast<T*>(arena->Allocate(count * sizeof(T), alignof(T)));
+    }
+    void deallocate(T*, std::size_t) noexcept { arena->Release(); }
+
+    template <class U>
+    bool operator==(const CJsonArenaAllocator<U>& other) const noexcept {
+        return arena == other.arena;
+    }
+
+private:
+    template <class U>
+    friend class CJsonArenaAllocator;
+    CJsonArena* arena;
+};
+
+} // namespace tarvex::json_internal
