@@ -461,6 +461,18 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (m_Locals.GetLength()) ClearLocals();
     // Hierarchies live for one count: the host's tree may change between.
     m_HierarchyCache.Flush();
+    // A list of reals counted before: straight to the doubles program, without
+    // the stack of variants, when the values allow it.
+    if (!m_QuickProgram.empty() && m_nQuickDepth < kStackSize) {
+        double result;
+        if (RunQuickProgram(vars, result)) {
+            ClearSlot(out);
+            out.vt = VT_R8;
+            out.dblVal = result;
+            KeepIfConstant(out);
+            return true;
+        }
+    }
     if (!m_pStack) m_pStack = TakeStack();
     try {
         SubCount(vars, m_pStack, kStackSize, true);
@@ -482,12 +494,15 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     }
     m_pStack[0].vt = VT_EMPTY;
     if (m_Locals.GetLength()) ClearLocals();
-    if (m_bConstant) {
-        m_pConstValue = new VARIANT;
-        VariantInit(m_pConstValue);
-        VariantCopy(m_pConstValue, &out);
-    }
+    KeepIfConstant(out);
     return true;
+}
+
+void CFunction::KeepIfConstant(const VARIANT& value) {
+    if (!m_bConstant) return;
+    m_pConstValue = new VARIANT;
+    VariantInit(m_pConstValue);
+    VariantCopy(m_pConstValue, &value);
 }
 
 bool CFunction::Count(CString& out, CVariablesContainerBase* vars) {

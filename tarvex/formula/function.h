@@ -411,6 +411,8 @@ private:
     // walk on variants (a variable that is not a real, a divisor near zero...),
     // having changed nothing.
     bool RunQuickProgram(CVariablesContainerBase* vars, double& result) const;
+    // After a count of a constant function: its value, kept for the next ones.
+    void KeepIfConstant(const VARIANT& value);
 
     IDispatch* m_pComContext = nullptr;
     CFunctionHierarchyCache m_HierarchyCache;
