@@ -404,6 +404,15 @@ private:
     void InitCOMObject();
     // A cleared stack of kStackSize slots: the thread's spare, or a new one.
     static VARIANT* TakeStack();
+    // The list again as steps on plain doubles, when every token is one that
+    // such a run gives exactly the result of the walk on variants; else empty.
+    void BuildQuickProgram();
+    // Runs the doubles program; false when a value or an operand asks for the
+    // walk on variants (a variable that is not a real, a divisor near zero...),
+    // having changed nothing.
+    bool RunQuickProgram(CVariablesContainerBase* vars, double& result) const;
+    // After a count of a constant function: its value, kept for the next ones.
+    void KeepIfConstant(const VARIANT& value);
 
     IDispatch* m_pComContext = nullptr;
     CFunctionHierarchyCache m_HierarchyCache;
@@ -429,4 +438,11 @@ private:
         std::uint8_t op; // a quick path to try first, or 0
     };
     std::vector<CStep> m_Program;
+    struct CQuickStep {
+        double value;     // a constant
+        std::int64_t arg; // a variable's index; the argument count of min and max
+        std::int32_t tag;
+    };
+    std::vector<CQuickStep> m_QuickProgram;
+    int m_nQuickDepth = 0; // the slots the doubles program needs at most
 };

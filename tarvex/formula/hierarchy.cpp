@@ -32,6 +32,7 @@ CFunctionHierarchyCache::~CFunctionHierarchyCache() {
 }
 
 void CFunctionHierarchyCache::Flush() {
+    if (m_Entries.empty() && m_strError.IsEmpty()) return; // every count flushes: most have nothing
     for (CEntry& entry : m_Entries) entry.object->Release();
     m_Entries.clear();
     m_strError.Empty();
