@@ -6,15 +6,15 @@
 
 namespace tarvex::cli {
 
-Arguments::Arguments(int argc, char** argv, std::initializer_list<OptionSpec> options) {
-    auto findLong = [&](const std::string& name) -> const OptionSpec* {
-        for (const OptionSpec& spec : options)
-            if (name == spec.name) return &spec;
+Arguments::Arguments(int argc, char** argv, std::initializer_list<OptionRule> options) {
+    auto findLong = [&](const std::string& name) -> const OptionRule* {
+        for (const OptionRule& rule : options)
+            if (name == rule.name) return &rule;
         return nullptr;
     };
-    auto findShort = [&](char letter) -> const OptionSpec* {
-        for (const OptionSpec& spec : options)
-            if (spec.shortName && spec.shortName == letter) return &spec;
+    auto findShort = [&](char letter) -> const OptionRule* {
+        for (const OptionRule& rule : options)
+            if (rule.shortName && rule.shortName == letter) return &rule;
         return nullptr;
     };
 
@@ -30,7 +30,7 @@ Arguments::Arguments(int argc, char** argv, std::initializer_list<OptionSpec> op
             optionsEnded = true;
             continue;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionRule* rule = nullptr;
         std::string inlineValue;
         bool hasInlineValue = false;
         if (word[1] == '-') {
@@ -40,22 +40,22 @@ Arguments::Arguments(int argc, char** argv, std::initializer_list<OptionSpec> op
                 hasInlineValue = true;
                 name.resize(equals);
             }
-            spec = findLong(name);
+            rule = findLong(name);
         } else if (word.size() == 2) {
-            spec = findShort(word[1]);
+            rule = findShort(word[1]);
         } else {
             // "-ofile": a short option glued to its value.
-            spec = findShort(word[1]);
-            if (spec && spec->takesValue) {
+            rule = findShort(word[1]);
+            if (rule && rule->takesValue) {
                 inlineValue = word.substr(2);
                 hasInlineValue = true;
             } else {
-                spec = nullptr;
+                rule = nullptr;
             }
         }
-        if (!spec) throw UsageError{"unknown option '" + word + "'"};
+        if (!rule) throw UsageError{"unknown option '" + word + "'"};
         std::string value;
-        if (spec->takesValue) {
+        if (rule->takesValue) {
             if (hasInlineValue) {
                 value = inlineValue;
             } else if (i + 1 < argc) {
@@ -64,9 +64,9 @@ Arguments::Arguments(int argc, char** argv, std::initializer_list<OptionSpec> op
                 throw UsageError{"option '" + word + "' needs a value"};
             }
         } else if (hasInlineValue) {
-            throw UsageError{"option '--" + std::string(spec->name) + "' takes no value"};
+            throw UsageError{"option '--" + std::string(rule->name) + "' takes no value"};
         }
-        values[spec->name] = value;
+        values[rule->name] = value;
     }
 }
 

@@ -9,7 +9,7 @@
 
 namespace tarvex::cli {
 
-struct OptionSpec {
+struct OptionRule {
     const char* name; // long name without the dashes
     char shortName;   // 0 for none
     bool takesValue;
@@ -17,7 +17,7 @@ struct OptionSpec {
 
 class Arguments {
 public:
-    Arguments(int argc, char** argv, std::initializer_list<OptionSpec> options);
+    Arguments(int argc, char** argv, std::initializer_list<OptionRule> options);
 
     bool Has(const std::string& name) const { return values.count(name) != 0; }
     // The value of an option, or `fallback` when it was not given.
