@@ -271,22 +271,18 @@ CFunctionReverseEngeneer::SubReverseEngeneer(const CFunction::CToken* first,
     // with its own frames, which are not ours.
     if (!tarvex::HasStackRoom()) throw CSyntaxError(115u);
     if (!first || first == stop) return nullptr;
+    // A list starts with an operand; the loop below prints those like any other.
     switch (first->m_nTag) {
     case T::ttConstant:
-        ToConstant(first->GetValue());
-        break;
     case T::ttVariable:
-        FormatVar(first);
-        break;
     case T::ttObject:
     case T::ttApplication:
     case T::ttHierarchy:
-        m_Stack.emplace_back(GetTokenName(first->m_nTag));
         break;
     default:
         throw CSyntaxError(150u);
     }
-    for (const CFunction::CToken* t = first->m_pNext; t && t != stop; t = t->m_pNext) {
+    for (const CFunction::CToken* t = first; t && t != stop; t = t->m_pNext) {
         const T tag = t->m_nTag;
         switch (tag) {
         case T::ttConstant:
