@@ -10,6 +10,7 @@
 #include "tarvex/core/stackroom.h"
 #include "tarvex/formula/function.h"
 #include "tarvex/formula/objects/calculatedobject.h"
+#include "tarvex/formula/quickprogram_internal.h"
 #include "tarvex/platform/vartime.h"
 
 namespace {
@@ -269,146 +270,7 @@ void CFunction::BuildProgram() {
         auto found = step.token->m_pJump ? where.find(step.token->m_pJump) : where.end();
         if (found != where.end()) step.jump = found->second;
     }
-    BuildQuickProgram();
-}
-
-namespace {
-
-// Slots of the doubles program, on the machine stack.
-constexpr int kQuickSlots = 64;
-
-} // namespace
-
-void CFunction::BuildQuickProgram() {
-    m_QuickProgram.clear();
-    m_nQuickDepth = 0;
-    // Whether each slot holds a real (else an integer constant's value). An
-    // operation on integers alone keeps integer arithmetic, which wraps, so a
-    // list where one can happen stays with the walk on variants.
-    std::vector<bool> real;
-    std::vector<CQuickStep> program;
-    program.reserve(m_Program.size());
-    int depth = 0;
-    for (const CStep& step : m_Program) {
-        const CToken* t = step.token;
-        const int tag = t->m_nTag;
-        CQuickStep quick{0.0, t->m_nArg, tag};
-        switch (tag) {
-        case ttConstant:
-        case ttNamedConstant: {
-            const VARIANT* v = t->GetValue();
-            if (!v || (v->vt != VT_R8 && v->vt != VT_I4)) return;
-            quick.value = v->vt == VT_R8 ? v->dblVal : double(v->lVal);
-            real.push_back(v->vt == VT_R8);
-            break;
-        }
-        case ttVariable:
-            real.push_back(true); // a variable's value that is not a real leaves the run
-            break;
-        case ttIncrement:
-        case ttDecrement:
-        case ttMultiply:
-        case ttDivide:
-        case ttPower: {
-            if (depth < 2) return;
-            const bool anyReal = real[size_t(depth - 1)] || real[size_t(depth - 2)];
-            // Division and power make reals of integers too.
-            if (!anyReal && tag != ttDivide && tag != ttPower) return;
-            real.pop_back();
-            real.back() = true;
-            break;
-        }
-        case ttMin:
-        case ttMax: {
-            const std::int64_t n = t->m_nArg;
-            if (n < 2 || n > depth) return;
-            bool anyReal = false;
-            for (std::int64_t i = 0; i < n; ++i) anyReal = anyReal || real[size_t(depth - 1 - i)];
-            if (!anyReal) return;
-            real.resize(size_t(depth - n + 1));
-            real.back() = true;
-            break;
-        }
-        default: {
-            double probe = 0.5;
-            if (tag != ttSign && !FastReal(t->m_nTag, probe)) return;
-            if (depth < 1) return;
-            // The sign, the square and abs keep an integer an integer.
-            if (!real.back() && (tag == ttSign || tag == ttSqr || tag == ttAbs)) return;
-            real.back() = true;
-            break;
-        }
-        }
-        depth = int(real.size());
-        if (depth < 1 || depth > kQuickSlots) return;
-        m_nQuickDepth = std::max(m_nQuickDepth, depth);
-        program.push_back(quick);
-    }
-    if (depth != 1 || !real.back()) {
-        m_nQuickDepth = 0;
-        return;
-    }
-    m_QuickProgram = std::move(program);
-}
-
-bool CFunction::RunQuickProgram(CVariablesContainerBase* vars, double& result) const {
-    double slots[kQuickSlots];
-    double* top = slots - 1;
-    for (const CQuickStep& step : m_QuickProgram) {
-        switch (step.tag) {
-        case ttConstant:
-        case ttNamedConstant:
-            *++top = step.value;
-            break;
-        case ttVariable: {
-            const VARIANT* v = vars ? vars->DirectValue(step.arg) : nullptr;
-            if (!v || v->vt != VT_R8) return false;
-            *++top = v->dblVal;
-            break;
-        }
-        case ttIncrement:
-            top[-1] += top[0];
-            --top;
-            break;
-        case ttDecrement:
-            top[-1] -= top[0];
-            --top;
-            break;
-        case ttMultiply:
-            top[-1] *= top[0];
-            --top;
-            break;
-        case ttDivide:
-            if (std::fabs(top[0]) < 1e-12) return false;
-            top[-1] /= top[0];
-            --top;
-            break;
-        case ttPower:
-            top[-1] = std::exp(std::log(top[-1]) * top[0]);
-            --top;
-            break;
-        case ttSign:
-            top[0] = -top[0];
-            break;
-        case ttMin:
-        case ttMax: {
-            // The first of equal values stays, as MinMax keeps it.
-            const int n = int(step.arg);
-            double* args = top - (n - 1);
-            double best = args[0];
-            for (int i = 1; i < n; ++i)
-                if (step.tag == ttMin ? args[i] < best : args[i] > best) best = args[i];
-            args[0] = best;
-            top = args;
-            break;
-        }
-        default:
-            if (!FastReal(TTag(step.tag), top[0])) return false;
-            break;
-        }
-    }
-    result = slots[0];
-    return true;
+    m_pQuick = CQuickProgram::Make(*this);
 }
 
 namespace {
@@ -446,6 +308,17 @@ void CFunction::ReleaseStack() {
 }
 
 bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
+    // A function of numbers counted before: the doubles program alone, when
+    // the values allow it. It exists only where the steps below have nothing
+    // to do: a list that isn't constant, no local variables, no hierarchy
+    // to forget, a lone variable read by index 0.
+    if (m_pQuick) {
+        double result;
+        if (m_pQuick->Run(vars, result)) {
+            m_pQuick->Store(result, out);
+            return true;
+        }
+    }
     if (!m_Tokens.m_pFirst) {
         VariantClear(&out);
         return true;
@@ -461,18 +334,6 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
     if (m_Locals.GetLength()) ClearLocals();
     // Hierarchies live for one count: the host's tree may change between.
     m_HierarchyCache.Flush();
-    // A list of reals counted before: straight to the doubles program, without
-    // the stack of variants, when the values allow it.
-    if (!m_QuickProgram.empty() && m_nQuickDepth < kStackSize) {
-        double result;
-        if (RunQuickProgram(vars, result)) {
-            ClearSlot(out);
-            out.vt = VT_R8;
-            out.dblVal = result;
-            KeepIfConstant(out);
-            return true;
-        }
-    }
     if (!m_pStack) m_pStack = TakeStack();
     try {
         SubCount(vars, m_pStack, kStackSize, true);
@@ -554,11 +415,10 @@ void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size
     if (m_Program.empty()) BuildProgram();
     // The pushes of the walk would reach the end of the stack (error 115) from
     // the same depth on, so the doubles program keeps to the stacks it fits.
-    if (!m_QuickProgram.empty() && m_nQuickDepth < size) {
+    if (m_pQuick && m_pQuick->Depth() < size) {
         double result;
-        if (RunQuickProgram(vars, result)) {
-            stack[0].vt = VT_R8;
-            stack[0].dblVal = result;
+        if (m_pQuick->Run(vars, result)) {
+            m_pQuick->Store(result, stack[0]);
             return;
         }
     }

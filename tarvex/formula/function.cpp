@@ -1,4 +1,5 @@
 #include "tarvex/formula/function.h"
+#include "tarvex/formula/quickprogram_internal.h"
 #include "tarvex/formula/objects/calculatedobject.h"
 
 #include "tarvex/formula/aggregate.h"
@@ -177,8 +178,13 @@ CFunction::~CFunction() {
     Flush();
 }
 
-void CFunction::Flush() {
+void CFunction::ForgetProgram() {
     m_Program.clear();
+    m_pQuick.reset();
+}
+
+void CFunction::Flush() {
+    ForgetProgram();
     m_Tokens.Clear();
     m_Pending.Clear();
     ReleaseStack();
@@ -393,7 +399,7 @@ void CFunction::UpdateFlags(TTag tag) {
 }
 
 void CFunction::InsertToken(CToken* token, CTranslationContext& ctx) {
-    m_Program.clear(); // the list changes: the array is made again
+    ForgetProgram();
     const TTag tag = token->m_nTag;
     UpdateFlags(tag);
     switch (tag) {
@@ -469,7 +475,7 @@ void CFunction::InsertToken(CToken* token, CTranslationContext& ctx) {
 }
 
 CFunction::CToken* CFunction::AddToken(TTag tag, CTranslationContext& ctx) {
-    m_Program.clear();
+    ForgetProgram();
     switch (tag) {
     case ttSign: {
         if (ctx.m_bSignPending) throw CSyntaxError(102u);
@@ -554,7 +560,7 @@ CFunction::CToken* CFunction::AddVaribaleToken(const char16_t* name, CTranslatio
 }
 
 CFunction::CToken* CFunction::AddTokenAfter(TTag tag, CTranslationContext& ctx) {
-    m_Program.clear();
+    ForgetProgram();
     auto* token = new CToken(tag);
     UpdateFlags(tag);
     m_Tokens.InsertAfter(token, ctx.m_pCurrent);
@@ -564,7 +570,7 @@ CFunction::CToken* CFunction::AddTokenAfter(TTag tag, CTranslationContext& ctx) 
 }
 
 void CFunction::DeleteToken(CToken* token, CTranslationContext& ctx) {
-    m_Program.clear();
+    ForgetProgram();
     if (ctx.m_pCurrent == token) ctx.m_pCurrent = token->m_pPrev;
     if (ctx.m_pLast == token) ctx.m_pLast = nullptr;
     if (ctx.m_pBottom == token) ctx.m_pBottom = nullptr;
@@ -573,6 +579,7 @@ void CFunction::DeleteToken(CToken* token, CTranslationContext& ctx) {
 }
 
 void CFunction::UpdateMethod(CToken* token, const char16_t* name, int argc) {
+    ForgetProgram();
     CString text;
     text.Format(u"%s:%d", name ? name : u"", argc);
     VARIANT v;
@@ -598,7 +605,7 @@ void CFunction::AddCase(CToken* token, CFunction* when, CFunction* result) {
 }
 
 void CFunction::ApplyPendingExpressions() {
-    m_Program.clear();
+    ForgetProgram();
     for (std::int64_t i = m_Pending.GetLength() - 1; i >= 0; --i) {
         CTokenList* list = m_Pending[i];
         if (m_Tokens.m_nCount == 0 && list->m_pLast) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
@@ -21,6 +22,7 @@
 #include "tarvex/formula/comcontext.h"
 
 class CElement;
+class CQuickProgram;
 
 class CFunction : public CTarvexObject {
 public:
@@ -253,7 +255,10 @@ public:
     CToken* AddVaribaleToken(const char16_t* name, CTranslationContext& ctx);
     CToken* AddTokenAfter(TTag tag, CTranslationContext& ctx);
     void DeleteToken(CToken* token, CTranslationContext& ctx);
-    void SetTokenIndex(CToken* token, std::int64_t n) { token->m_nArg = n; }
+    void SetTokenIndex(CToken* token, std::int64_t n) {
+        ForgetProgram();
+        token->m_nArg = n;
+    }
     void UpdateMethod(CToken* token, const char16_t* name, int argc);
     static void SetTransitionPointer(CToken* token, CToken* target, int mode);
     static void SetTransitionPointer(CToken* token, CTranslationContext& ctx) {
@@ -346,6 +351,7 @@ public:
 
 private:
     friend class CFunctionCompiler;
+    friend class CQuickProgramBuilder;
 
     void InsertToken(CToken* token, CTranslationContext& ctx);
     void BuildProgram();
@@ -404,13 +410,9 @@ private:
     void InitCOMObject();
     // A cleared stack of kStackSize slots: the thread's spare, or a new one.
     static VARIANT* TakeStack();
-    // The list again as steps on plain doubles, when every token is one that
-    // such a run gives exactly the result of the walk on variants; else empty.
-    void BuildQuickProgram();
-    // Runs the doubles program; false when a value or an operand asks for the
-    // walk on variants (a variable that is not a real, a divisor near zero...),
-    // having changed nothing.
-    bool RunQuickProgram(CVariablesContainerBase* vars, double& result) const;
+    // The token list changed: the array and the doubles program are made
+    // again at the next count.
+    void ForgetProgram();
     // After a count of a constant function: its value, kept for the next ones.
     void KeepIfConstant(const VARIANT& value);
 
@@ -438,11 +440,7 @@ private:
         std::uint8_t op; // a quick path to try first, or 0
     };
     std::vector<CStep> m_Program;
-    struct CQuickStep {
-        double value;     // a constant
-        std::int64_t arg; // a variable's index; the argument count of min and max
-        std::int32_t tag;
-    };
-    std::vector<CQuickStep> m_QuickProgram;
-    int m_nQuickDepth = 0; // the slots the doubles program needs at most
+    // The list as steps on plain doubles, made with the array when every token
+    // and type allows a run that gives the walk's result bit for bit; else null.
+    std::unique_ptr<CQuickProgram> m_pQuick;
 };

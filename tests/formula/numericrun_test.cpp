@@ -2,8 +2,11 @@
 // gives the walk's value to the bit, and hands over to it wherever the values
 // or the operands ask for something a double cannot say.
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <ostream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -136,6 +139,192 @@ TEST_F(NumericRun, DeepFormulasStillRunAndTooDeepOnesStillFail) {
     tooDeep += u"a";
     for (int i = 0; i < 600; ++i) tooDeep += u")";
     EXPECT_THROW(ev.Value(tooDeep.GetString()), CSyntaxError);
+}
+
+// The same values behind the virtual interface alone: without direct values
+// every count goes the walk on variants, the reference for the doubles run.
+class WalkOnlyVariables : public CVariablesContainerBase {
+public:
+    explicit WalkOnlyVariables(CVariablesContainerBase& inner) : m_inner(inner) {}
+    void Flush() override { m_inner.Flush(); }
+    std::int64_t CreateVarIndex(const char16_t* name, unsigned short type, bool strict) override {
+        return m_inner.CreateVarIndex(name, type, strict);
+    }
+    int GetVarValue(std::int64_t index, VARIANT& out) override {
+        return m_inner.GetVarValue(index, out);
+    }
+    CString GetVarName(std::int64_t index) override { return m_inner.GetVarName(index); }
+    std::int64_t GetVarsCount() override { return m_inner.GetVarsCount(); }
+    bool RenameVar(const char16_t* oldName, const char16_t* newName) override {
+        return m_inner.RenameVar(oldName, newName);
+    }
+    std::int64_t GetVarIndex(const char16_t* name) override { return m_inner.GetVarIndex(name); }
+    unsigned short GetVarType(std::int64_t index) override { return m_inner.GetVarType(index); }
+
+private:
+    CVariablesContainerBase& m_inner;
+};
+
+// A count's outcome, compared to the bit: the type, the value, or the error.
+struct Outcome {
+    VARTYPE vt = VT_EMPTY;
+    std::uint64_t bits = 0;
+    CString text;
+
+    bool operator==(const Outcome& other) const {
+        return vt == other.vt && bits == other.bits && text == other.text;
+    }
+};
+
+std::ostream& operator<<(std::ostream& os, const Outcome& o) {
+    os << "vt " << o.vt << " bits " << std::hex << o.bits << std::dec << " text ";
+    for (int i = 0; i < o.text.GetLength(); ++i) os << char(o.text[i]);
+    return os;
+}
+
+Outcome CountOnce(CFunction& function, CVariablesContainerBase* vars) {
+    Outcome o;
+    VARIANT out;
+    VariantInit(&out);
+    try {
+        function.Count(out, vars);
+        o.vt = out.vt;
+        if (out.vt == VT_R8) std::memcpy(&o.bits, &out.dblVal, sizeof out.dblVal);
+        if (out.vt == VT_BOOL) o.bits = std::uint16_t(out.boolVal);
+        if (out.vt == VT_I4) o.bits = std::uint32_t(out.lVal);
+        o.text = CFunction::AsString(out);
+    } catch (const CSyntaxError& e) {
+        o.vt = VT_ERROR;
+        o.text = e.GetMessageW();
+    }
+    VariantClear(&out);
+    return o;
+}
+
+class TruthRun : public NumericRun {
+protected:
+    void SetValues(std::initializer_list<double> values) {
+        const char16_t* names[] = {u"a", u"b", u"c", u"d"};
+        int i = 0;
+        for (double v : values) ev.SetReal(names[i++], v);
+    }
+
+    // Each formula counted twice on the direct values (the first count makes
+    // the doubles program, the second runs it alone) and on the walk alone.
+    void ExpectSameAsWalk(const std::vector<const char16_t*>& texts) {
+        WalkOnlyVariables walkOnly(ev.vars);
+        for (const char16_t* text : texts) {
+            auto function = ev.Compile(text);
+            const Outcome walk = CountOnce(*function, &walkOnly);
+            EXPECT_EQ(CountOnce(*function, &ev.vars), walk) << Narrow(text);
+            EXPECT_EQ(CountOnce(*function, &ev.vars), walk) << Narrow(text);
+            EXPECT_EQ(CountOnce(*function, &walkOnly), walk) << Narrow(text);
+        }
+    }
+
+    const std::vector<const char16_t*> kCorpus = {
+        u"if(a>b, a-b, b-a)",
+        u"if(a>0 and b<c, a*b, c)",
+        u"a<b or c>=d",
+        u"a=b",
+        u"a<>b",
+        u"a<=b",
+        u"a>=b+0",
+        u"0<a",
+        u"1>=a",
+        u"2.5=a",
+        u"a>1",
+        u"not a",
+        u"not (a>b)",
+        u"not 0 or a",
+        u"a and b",
+        u"a or b",
+        u"(a>b) xor (c<d)",
+        u"(a>b) xor c",
+        u"a xor b",
+        u"(a<b) = (c<d)",
+        u"if(a, 1, 2)",
+        u"if(a, b, 2)",
+        u"if(a>b, 1, 2.5)",
+        u"if(a>b, a, b>c)",
+        u"if(a>b, if(c>d, a, b), if(c<d, c, d))",
+        u"if(a>b, a, b) + if(c>d, c, d)*2",
+        u"if(a>b, 1/(a-b), 0)",
+        u"if(a>=b, b/a, a/b)",
+        u"if(not a, b, c)",
+        u"if(a, 1, 0) + 1",
+        u"min(a, b) > max(c, d)",
+        u"a^2 > b",
+        u"-a < b",
+        u"sqrt(a) >= 1",
+        u"tan(a) < b",
+        u"if(a>b, a, b) > c and d",
+        u"if(a>b or c, sqrt(a), -sqrt(b))",
+    };
+};
+
+TEST_F(TruthRun, MatchesTheWalkOnOrdinaryValues) {
+    SetValues({1.1, 2.2, 3.3, 4.4});
+    ExpectSameAsWalk(kCorpus);
+    SetValues({4.4, 3.3, 2.2, 1.1});
+    ExpectSameAsWalk(kCorpus);
+    SetValues({2.5, 2.5, -1.0, -1.0});
+    ExpectSameAsWalk(kCorpus);
+}
+
+TEST_F(TruthRun, MatchesTheWalkOnZerosNaNAndInfinities) {
+    const double nan = std::nan(""), inf = HUGE_VAL;
+    SetValues({0.0, -0.0, 0.0, -0.0});
+    ExpectSameAsWalk(kCorpus);
+    SetValues({nan, 1.0, nan, nan});
+    ExpectSameAsWalk(kCorpus);
+    SetValues({1.0, nan, -nan, 0.0});
+    ExpectSameAsWalk(kCorpus);
+    // inf - inf is NaN: two equal infinities are not equal to the walk.
+    SetValues({inf, inf, -inf, 65536.0});
+    ExpectSameAsWalk(kCorpus);
+    SetValues({1.5707963267948966, 1e-13, 0.0, -1e-300});
+    ExpectSameAsWalk(kCorpus);
+}
+
+TEST_F(TruthRun, ValuesThatAreNotRealsLeaveTheRun) {
+    SetValues({1.1, 2.2, 3.3, 4.4});
+    VARIANT v;
+    v.vt = VT_I4;
+    v.lVal = 65536;
+    ev.vars.SetValue(u"b", v);
+    ExpectSameAsWalk(kCorpus);
+    v.vt = VT_BOOL;
+    v.boolVal = VARIANT_TRUE;
+    ev.vars.SetValue(u"b", v);
+    ExpectSameAsWalk(kCorpus);
+    v.vt = VT_BSTR;
+    v.bstrVal = SysAllocString(u"TRUE");
+    ev.vars.SetValue(u"c", v);
+    VariantClear(&v);
+    ExpectSameAsWalk(kCorpus);
+    // A variable declared and never given a value.
+    ev.vars.CreateVarIndex(u"d", VT_EMPTY, false);
+    VariantInit(&v);
+    ev.vars.SetValue(u"d", v);
+    ExpectSameAsWalk(kCorpus);
+}
+
+TEST_F(TruthRun, ResultTypesAreThoseOfTheWalk) {
+    SetValues({1.1, 2.2, 3.3, 4.4});
+    VARIANT out = ev.Value(u"a<b or c>=d");
+    EXPECT_EQ(out.vt, VT_BOOL);
+    EXPECT_EQ(out.boolVal, VARIANT_TRUE);
+    out = ev.Value(u"if(a>b, 1, 2)");
+    EXPECT_EQ(out.vt, VT_I4);
+    EXPECT_EQ(out.lVal, 2);
+    EXPECT_EQ(Real(u"if(a>b, a-b, b-a)"), 2.2 - 1.1);
+    // The condition's truth is AsBool's: a real is true unless zero.
+    EXPECT_EQ(Real(u"if(a-a, a, b)"), 2.2);
+    // Only the taken branch runs: the other one's division by zero is no error.
+    ev.SetReal(u"z", 0.0);
+    EXPECT_EQ(ev.Eval(u"if(a<b, a, a/z)"), u"1.1");
+    EXPECT_NE(ev.Eval(u"if(a>b, a, a/z)").Find(u"деление на ноль"), -1);
 }
 
 } // namespace
