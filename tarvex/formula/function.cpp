@@ -1,6 +1,6 @@
 #include "tarvex/formula/function.h"
-#include "tarvex/formula/quickprogram_internal.h"
 #include "tarvex/formula/objects/calculatedobject.h"
+#include "tarvex/formula/quickprogram_internal.h"
 
 #include "tarvex/formula/aggregate.h"
 

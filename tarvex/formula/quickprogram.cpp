@@ -330,5 +330,6 @@ std::unique_ptr<CQuickProgram> CQuickProgramBuilder::Make() {
     for (const CJump& jump : m_Jumps)
         m_pProgram->m_Steps[jump.quickStep].arg = m_StartOf[size_t(jump.target)];
     m_pProgram->m_nDepth = depth;
+    if (count == 1) m_pProgram->m_nLoneVariable = m_pProgram->m_Steps[0].arg;
     return std::move(m_pProgram);
 }

@@ -134,6 +134,8 @@ private:
     friend class CQuickProgramBuilder;
 
     std::vector<CStep> m_Steps;
+    // A formula of one variable, read without the loop; else -1.
+    std::int32_t m_nLoneVariable = -1;
     VARTYPE m_nResultType = VT_R8;
     int m_nDepth = 0;
 };
@@ -142,12 +144,24 @@ namespace tarvex::detail {
 
 // The order the walk gives two reals is the sign of their difference, with
 // NaN above: each comparison is a test of that difference.
-inline bool QuickEq(double d) { return d == 0; }
-inline bool QuickNe(double d) { return !(d == 0); }
-inline bool QuickLt(double d) { return d < 0; }
-inline bool QuickGt(double d) { return !(d < 0 || d == 0); }
-inline bool QuickLe(double d) { return d < 0 || d == 0; }
-inline bool QuickGe(double d) { return !(d < 0); }
+inline bool QuickEq(double d) {
+    return d == 0;
+}
+inline bool QuickNe(double d) {
+    return !(d == 0);
+}
+inline bool QuickLt(double d) {
+    return d < 0;
+}
+inline bool QuickGt(double d) {
+    return !(d < 0 || d == 0);
+}
+inline bool QuickLe(double d) {
+    return d < 0 || d == 0;
+}
+inline bool QuickGe(double d) {
+    return !(d < 0);
+}
 
 // An integer x against a real y is ordered as the negated order of y - x:
 // the same sign but for NaN, which then counts below.
@@ -163,8 +177,19 @@ bool CQuickProgram::Run(CVariablesContainerBase* vars, double& result) const {
     // Every program reads a variable (one without is a constant function,
     // counted once), so no container means the walk's error.
     if (!vars) return false;
-    double slots[kSlots];
-    double* top = slots - 1;
+    if (m_nLoneVariable >= 0) {
+        const VARIANT* v = vars->DirectValue(m_nLoneVariable);
+        if (!v || v->vt != VT_R8) return false;
+        result = v->dblVal;
+        return true;
+    }
+    // The top of the stack stays in a register; the values under it are in
+    // slots[1..]. slots[0] is under the bottom, read only by an `if` that
+    // pops the last value, and never used.
+    double slots[kSlots + 1];
+    slots[0] = 0.0;
+    double* below = slots;
+    double top = 0.0;
     const CStep* const first = m_Steps.data();
     const CStep* const end = first + m_Steps.size();
     double y;
@@ -178,82 +203,77 @@ bool CQuickProgram::Run(CVariablesContainerBase* vars, double& result) const {
 // One comparison in its four forms.
 #define TX_QUICK_COMPARE(name, test)                                                               \
     case op##name:                                                                                 \
-        top[-1] = test(top[-1] - top[0]) ? 1.0 : 0.0;                                              \
-        --top;                                                                                     \
+        top = test(*below-- - top) ? 1.0 : 0.0;                                                    \
         break;                                                                                     \
     case op##name##V:                                                                              \
         TX_QUICK_VAR(y);                                                                           \
-        top[0] = test(top[0] - y) ? 1.0 : 0.0;                                                     \
+        top = test(top - y) ? 1.0 : 0.0;                                                           \
         break;                                                                                     \
     case op##name##C:                                                                              \
-        top[0] = test(top[0] - s->value) ? 1.0 : 0.0;                                              \
+        top = test(top - s->value) ? 1.0 : 0.0;                                                    \
         break;                                                                                     \
     case op##name##R:                                                                              \
-        top[-1] = test(QuickReversedDifference(top[-1], top[0])) ? 1.0 : 0.0;                      \
-        --top;                                                                                     \
+        top = test(QuickReversedDifference(*below--, top)) ? 1.0 : 0.0;                            \
         break;
     for (const CStep* s = first; s != end; ++s) {
         switch (s->op) {
         case opConst:
-            *++top = s->value;
+            *++below = top;
+            top = s->value;
             break;
         case opVar:
-            ++top;
-            TX_QUICK_VAR(*top);
+            TX_QUICK_VAR(y);
+            *++below = top;
+            top = y;
             break;
         case opAdd:
-            top[-1] += top[0];
-            --top;
+            top = *below-- + top;
             break;
         case opAddV:
             TX_QUICK_VAR(y);
-            top[0] += y;
+            top += y;
             break;
         case opAddC:
-            top[0] += s->value;
+            top += s->value;
             break;
         case opSub:
-            top[-1] -= top[0];
-            --top;
+            top = *below-- - top;
             break;
         case opSubV:
             TX_QUICK_VAR(y);
-            top[0] -= y;
+            top -= y;
             break;
         case opSubC:
-            top[0] -= s->value;
+            top -= s->value;
             break;
         case opMul:
-            top[-1] *= top[0];
-            --top;
+            top = *below-- * top;
             break;
         case opMulV:
             TX_QUICK_VAR(y);
-            top[0] *= y;
+            top *= y;
             break;
         case opMulC:
-            top[0] *= s->value;
+            top *= s->value;
             break;
         case opDiv:
-            if (std::fabs(top[0]) < 1e-12) return false;
-            top[-1] /= top[0];
-            --top;
+            if (std::fabs(top) < 1e-12) return false;
+            top = *below-- / top;
             break;
         case opDivV:
             TX_QUICK_VAR(y);
             if (std::fabs(y) < 1e-12) return false;
-            top[0] /= y;
+            top /= y;
             break;
         case opPow:
-            top[-1] = std::exp(std::log(top[-1]) * top[0]);
-            --top;
+            top = std::exp(std::log(*below--) * top);
             break;
         case opPowV:
             TX_QUICK_VAR(y);
-            top[0] = std::exp(std::log(top[0]) * y);
+            top = std::exp(std::log(top) * y);
             break;
         case opPowC:
-            top[0] = std::exp(std::log(top[0]) * s->value);
+            top = std::exp(std::log(top) * s->value);
             break;
             TX_QUICK_COMPARE(Eq, QuickEq)
             TX_QUICK_COMPARE(Ne, QuickNe)
@@ -261,86 +281,93 @@ bool CQuickProgram::Run(CVariablesContainerBase* vars, double& result) const {
             TX_QUICK_COMPARE(Gt, QuickGt)
             TX_QUICK_COMPARE(Le, QuickLe)
             TX_QUICK_COMPARE(Ge, QuickGe)
-        case opAnd:
-            top[-1] = top[-1] != 0 && top[0] != 0 ? 1.0 : 0.0;
-            --top;
+        case opAnd: {
+            const bool left = *below-- != 0;
+            top = left && top != 0 ? 1.0 : 0.0;
             break;
-        case opOr:
-            top[-1] = top[-1] != 0 || top[0] != 0 ? 1.0 : 0.0;
-            --top;
+        }
+        case opOr: {
+            const bool left = *below-- != 0;
+            top = left || top != 0 ? 1.0 : 0.0;
             break;
-        case opXor:
-            top[-1] = (top[-1] != 0) != (top[0] != 0) ? 1.0 : 0.0;
-            --top;
+        }
+        case opXor: {
+            const bool left = *below-- != 0;
+            top = left != (top != 0) ? 1.0 : 0.0;
             break;
+        }
         case opNot:
-            top[0] = top[0] == 0 ? 1.0 : 0.0;
+            top = top == 0 ? 1.0 : 0.0;
             break;
         case opNeg:
-            top[0] = -top[0];
+            top = -top;
             break;
         case opMin:
         case opMax: {
             // The first of equal values stays, as the walk keeps it.
-            double* args = top - (s->arg - 1);
+            const double* args = below - (s->arg - 2);
             double best = args[0];
-            for (int i = 1; i < s->arg; ++i)
+            for (int i = 1; i < s->arg - 1; ++i)
                 if (s->op == opMin ? args[i] < best : args[i] > best) best = args[i];
-            args[0] = best;
-            top = args;
+            if (s->op == opMin ? top < best : top > best) best = top;
+            top = best;
+            below -= s->arg - 1;
             break;
         }
         case opSin:
-            top[0] = std::sin(top[0]);
+            top = std::sin(top);
             break;
         case opCos:
-            top[0] = std::cos(top[0]);
+            top = std::cos(top);
             break;
         case opTan:
-            if (std::fabs(std::fabs(top[0]) - 1.5707963267948966) < 1e-12) return false;
-            top[0] = std::tan(top[0]);
+            if (std::fabs(std::fabs(top) - 1.5707963267948966) < 1e-12) return false;
+            top = std::tan(top);
             break;
         case opASin:
-            top[0] = std::asin(top[0]);
+            top = std::asin(top);
             break;
         case opACos:
-            top[0] = std::acos(top[0]);
+            top = std::acos(top);
             break;
         case opATan:
-            top[0] = std::atan(top[0]);
+            top = std::atan(top);
             break;
         case opDeg:
-            top[0] = top[0] * 57.29577951308232;
+            top = top * 57.29577951308232;
             break;
         case opRad:
-            top[0] = top[0] * 0.017453292519943295;
+            top = top * 0.017453292519943295;
             break;
         case opExp:
-            top[0] = std::exp(top[0]);
+            top = std::exp(top);
             break;
         case opLog:
-            top[0] = std::log(top[0]);
+            top = std::log(top);
             break;
         case opSqr:
-            top[0] = top[0] * top[0];
+            top = top * top;
             break;
         case opSqrt:
-            if (top[0] < -1e-12) return false;
-            top[0] = std::sqrt(top[0]);
+            if (top < -1e-12) return false;
+            top = std::sqrt(top);
             break;
         case opAbs:
-            top[0] = std::fabs(top[0]);
+            top = std::fabs(top);
             break;
         case opGSin:
-            top[0] = std::sin(top[0] * 3.141592653589793 / 180.0);
+            top = std::sin(top * 3.141592653589793 / 180.0);
             break;
         case opGCos:
-            top[0] = std::cos(top[0] * 3.141592653589793 / 180.0);
+            top = std::cos(top * 3.141592653589793 / 180.0);
             break;
-        case opIfFalse:
+        case opIfFalse: {
             // The walk's AsBool of a real or a truth value: not zero, NaN true.
-            if (*top-- == 0) s = first + s->arg - 1;
+            const bool taken = top != 0;
+            top = *below--;
+            if (!taken) s = first + s->arg - 1;
             break;
+        }
         case opJump:
             s = first + s->arg - 1;
             break;
@@ -348,6 +375,6 @@ bool CQuickProgram::Run(CVariablesContainerBase* vars, double& result) const {
     }
 #undef TX_QUICK_COMPARE
 #undef TX_QUICK_VAR
-    result = slots[0];
+    result = top;
     return true;
 }
