@@ -319,6 +319,10 @@ bool CFunction::Count(VARIANT& out, CVariablesContainerBase* vars) {
             return true;
         }
     }
+    return CountOnStack(out, vars);
+}
+
+bool CFunction::CountOnStack(VARIANT& out, CVariablesContainerBase* vars) {
     if (!m_Tokens.m_pFirst) {
         VariantClear(&out);
         return true;
@@ -412,10 +416,15 @@ void CFunction::Case(CSelectCaseToken* token, VARIANT* stack, int index, int siz
 
 void CFunction::SubCount(CVariablesContainerBase* vars, VARIANT* stack, int size, bool topLevel) {
     if (!m_Tokens.m_pFirst) return;
-    if (m_Program.empty()) BuildProgram();
+    // Count has tried the doubles program already, unless it is made now.
+    bool quickTried = topLevel && m_pQuick;
+    if (m_Program.empty()) {
+        BuildProgram();
+        quickTried = false;
+    }
     // The pushes of the walk would reach the end of the stack (error 115) from
     // the same depth on, so the doubles program keeps to the stacks it fits.
-    if (m_pQuick && m_pQuick->Depth() < size) {
+    if (!quickTried && m_pQuick && m_pQuick->Depth() < size) {
         double result;
         if (m_pQuick->Run(vars, result)) {
             m_pQuick->Store(result, stack[0]);

@@ -354,6 +354,9 @@ private:
     friend class CQuickProgramBuilder;
 
     void InsertToken(CToken* token, CTranslationContext& ctx);
+    // Count past the doubles program: the steps of a count on the stack of
+    // variants.
+    bool CountOnStack(VARIANT& out, CVariablesContainerBase* vars);
     void BuildProgram();
     void UpdateFlags(TTag tag);
     void ClearLocals();

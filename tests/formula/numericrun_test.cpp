@@ -260,6 +260,9 @@ protected:
         u"tan(a) < b",
         u"if(a>b, a, b) > c and d",
         u"if(a>b or c, sqrt(a), -sqrt(b))",
+        u"if(2-a < a-2, 3/a, a/b)",
+        u"a*2 <> 2*a + b",
+        u"if(c>=1, 1+a, a+1) > 1.5",
     };
 };
 
