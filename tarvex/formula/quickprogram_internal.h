@@ -41,8 +41,8 @@ public:
 
     // VT_R8, VT_BOOL or VT_I4.
     VARTYPE ResultType() const { return m_nResultType; }
-    // The slots the walk on variants would use at most (it fails on a stack
-    // this deep or less).
+    // The slots the walk on variants would use at most: on a stack of this
+    // many or fewer it fails (error 115), and the program must not run.
     int Depth() const { return m_nDepth; }
 
     // Stores a run's result as the walk would leave it; `out` may hold a value.
