@@ -130,7 +130,7 @@ void CValueVariablesContainer::SetValue(std::int64_t index, const VARIANT& value
     VariantCopy(&m_Values[size_t(index)], &value);
 }
 
-void CValueVariablesContainer::SetReal(std::int64_t index, double value) {
+void CValueVariablesContainer::SetRealSlot(std::int64_t index, double value) {
     if (index < 0 || index >= std::int64_t(m_Values.size())) return;
     VARIANT& slot = m_Values[size_t(index)];
     if (slot.vt != VT_R8) {

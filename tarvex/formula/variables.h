@@ -86,11 +86,21 @@ public:
     // Sets the value of `name`, declaring it when new. The value is copied.
     std::int64_t SetValue(const char16_t* name, const VARIANT& value);
     void SetValue(std::int64_t index, const VARIANT& value);
-    void SetReal(std::int64_t index, double value);
+    // Inline for a slot that holds a real already: hosts set values between
+    // counts, and the call would cost as much as counting a short formula.
+    void SetReal(std::int64_t index, double value) {
+        if (std::uint64_t(index) < m_Values.size() && m_Values[size_t(index)].vt == VT_R8)
+            m_Values[size_t(index)].dblVal = value;
+        else
+            SetRealSlot(index, value);
+    }
     std::int64_t CreateVarIndex(const char16_t* name, unsigned short type, bool strict) override;
 
 protected:
     std::vector<VARIANT> m_Values;
+
+private:
+    void SetRealSlot(std::int64_t index, double value);
 };
 
 // A local variable declared by `var`: an automation object whose one member
