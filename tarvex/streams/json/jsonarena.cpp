@@ -6,7 +6,9 @@ namespace tarvex::json_internal {
 
 namespace {
 constexpr std::size_t kLargestBlock = 256 * 1024;
-}
+// Holds taken at once: one atomic step per this many nodes.
+constexpr std::size_t kHoldBatch = 1024;
+} // namespace
 
 void* CJsonArena::Allocate(std::size_t bytes, std::size_t alignment) {
     auto address = reinterpret_cast<std::uintptr_t>(next);
@@ -22,7 +24,11 @@ void* CJsonArena::Allocate(std::size_t bytes, std::size_t alignment) {
         address = reinterpret_cast<std::uintptr_t>(next);
         pad = (alignment - address % alignment) % alignment;
     }
-    holds.fetch_add(1, std::memory_order_relaxed);
+    if (spareHolds == 0) {
+        holds.fetch_add(kHoldBatch, std::memory_order_relaxed);
+        spareHolds = kHoldBatch;
+    }
+    --spareHolds;
     std::byte* result = next + pad;
     next = result + bytes;
     return result;

@@ -13,6 +13,7 @@
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"
 #include "tarvex/streams/json/jsonarena_internal.h"
+#include "tarvex/streams/json/jsonscan_internal.h"
 
 namespace {
 
@@ -32,6 +33,14 @@ int Hex(char16_t ch) {
 
 using tarvex::json_internal::CJsonArena;
 using tarvex::json_internal::CJsonArenaAllocator;
+using tarvex::json_internal::FindStringStop;
+using tarvex::json_internal::kScanPadding;
+
+// Room for the text, its terminator and the zero units the scans may read
+// past it.
+char16_t* AllocateText(std::size_t units) {
+    return static_cast<char16_t*>(std::calloc(units + 1 + kScanPadding, 2));
+}
 
 template <class T, class... Args>
 std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
@@ -53,7 +62,7 @@ void CJsonInStream::Close() {
 int CJsonInStream::Open(const void* data, int size) {
     Close();
     if (data == nullptr || size < 0) return 0;
-    buffer = static_cast<char16_t*>(std::calloc(static_cast<std::size_t>(size) + 1, 2));
+    buffer = AllocateText(static_cast<std::size_t>(size));
     if (buffer == nullptr) return 0;
     std::memcpy(buffer, data, static_cast<std::size_t>(size));
     length = static_cast<std::uint32_t>(size);
@@ -74,7 +83,7 @@ int CJsonInStream::Open(const char16_t* path) {
               static_cast<std::uint64_t>(info.st_size) / 2 < UINT32_MAX;
     if (ok) {
         std::uint64_t characters = static_cast<std::uint64_t>(info.st_size) / 2;
-        buffer = static_cast<char16_t*>(std::calloc(characters + 1, 2));
+        buffer = AllocateText(characters);
         ok = buffer != nullptr;
         std::uint64_t got = 0;
         auto* bytes = reinterpret_cast<char*>(buffer);
@@ -107,7 +116,7 @@ bool CJsonInStream::ReadSignature() {
 }
 
 void CJsonInStream::SkipSpaceChars() {
-    while (*cursor != 0 && *cursor <= 32) ++cursor;
+    cursor = tarvex::json_internal::SkipSpace(cursor);
 }
 
 std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
@@ -121,12 +130,12 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
         ok = ParseValue(node);
     } catch (...) {
         node.reset();
-        arena->Release();
+        arena->Done();
         arena = nullptr;
         throw;
     }
     if (!ok) node.reset();
-    arena->Release();
+    arena->Done();
     arena = nullptr;
     return node;
 }
@@ -183,8 +192,8 @@ bool CJsonInStream::ParseString(std::u16string& text) {
     ++cursor;
     for (;;) {
         const char16_t* start = cursor;
-        while (*cursor != 0 && *cursor != u'"' && *cursor != u'\\') ++cursor;
-        text.append(start, cursor);
+        cursor = FindStringStop(cursor);
+        text.append(start, static_cast<std::size_t>(cursor - start));
         char16_t ch = *cursor;
         if (ch == 0) return false;
         ++cursor;
@@ -257,14 +266,26 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
     bool ok = false;
     for (;;) {
         SkipSpaceChars();
-        std::u16string key;
-        if (!ParseString(key)) break;
+        if (*cursor != u'"') break;
+        // A key without escapes goes from the text straight into its node;
+        // only one with escapes needs a string of its own first.
+        const char16_t* keyBegin = cursor + 1;
+        const char16_t* keyEnd = FindStringStop(keyBegin);
+        std::u16string escapedKey;
+        const bool plainKey = *keyEnd == u'"';
+        if (plainKey)
+            cursor = keyEnd + 1;
+        else if (!ParseString(escapedKey))
+            break;
         SkipSpaceChars();
         if (*cursor != u':') break;
         ++cursor;
         std::shared_ptr<CJsonNode> value;
         if (!ParseValue(value)) break;
-        value->key = std::move(key);
+        if (plainKey)
+            value->key.assign(keyBegin, static_cast<std::size_t>(keyEnd - keyBegin));
+        else
+            value->key = std::move(escapedKey);
         items.push_back(std::move(value));
         SkipSpaceChars();
         if (*cursor == u',') {
