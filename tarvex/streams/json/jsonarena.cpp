@@ -1,25 +1,36 @@
 #include "tarvex/streams/json/jsonarena_internal.h"
 
 #include <cstdint>
+#include <new>
+
+#include "tarvex/streams/json/jsonroom_internal.h"
 
 namespace tarvex::json_internal {
 
 namespace {
-constexpr std::size_t kLargestBlock = 256 * 1024;
+// Blocks double up to this: large enough for room in whole huge pages.
+constexpr std::size_t kLargestBlock = std::size_t(4) << 20;
 // Holds taken at once: one atomic step per this many nodes.
 constexpr std::size_t kHoldBatch = 1024;
 } // namespace
+
+CJsonArena::~CJsonArena() {
+    for (const Block& block : blocks) FreeRoom(block.room, block.bytes);
+}
 
 void* CJsonArena::Allocate(std::size_t bytes, std::size_t alignment) {
     auto address = reinterpret_cast<std::uintptr_t>(next);
     std::size_t pad = (alignment - address % alignment) % alignment;
     if (next == nullptr || static_cast<std::size_t>(end - next) < pad + bytes) {
         // A block of its own for anything larger than a block, aligned by
-        // new[] for any node type.
+        // malloc or mmap for any node type.
         std::size_t size = bytes + alignment > blockSize ? bytes + alignment : blockSize;
-        blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(size));
+        blocks.reserve(blocks.size() + 1);
+        auto* room = static_cast<std::byte*>(AllocateRoom(size, false));
+        if (room == nullptr) throw std::bad_alloc();
+        blocks.push_back({room, size});
         if (blockSize < kLargestBlock) blockSize *= 2;
-        next = blocks.back().get();
+        next = room;
         end = next + size;
         address = reinterpret_cast<std::uintptr_t>(next);
         pad = (alignment - address % alignment) % alignment;

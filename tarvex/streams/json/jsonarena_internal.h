@@ -34,8 +34,13 @@ public:
     void Done() noexcept { Release(1 + spareHolds); }
 
 private:
+    struct Block {
+        std::byte* room;
+        std::size_t bytes;
+    };
+
     CJsonArena() = default;
-    ~CJsonArena() = default;
+    ~CJsonArena();
 
     void Release(std::size_t count) noexcept {
         std::size_t left;
@@ -54,7 +59,7 @@ private:
     std::atomic<std::size_t> holds{1};
     // Holds already counted in `holds` for allocations still to come.
     std::size_t spareHolds = 0;
-    std::vector<std::unique_ptr<std::byte[]>> blocks;
+    std::vector<Block> blocks;
     std::byte* next = nullptr;
     std::byte* end = nullptr;
     std::size_t blockSize = 1024; // grows, so a small text keeps a small arena

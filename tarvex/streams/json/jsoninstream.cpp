@@ -13,6 +13,7 @@
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"
 #include "tarvex/streams/json/jsonarena_internal.h"
+#include "tarvex/streams/json/jsonroom_internal.h"
 #include "tarvex/streams/json/jsonscan_internal.h"
 
 namespace {
@@ -36,12 +37,6 @@ using tarvex::json_internal::CJsonArenaAllocator;
 using tarvex::json_internal::FindStringStop;
 using tarvex::json_internal::kScanPadding;
 
-// Room for the text, its terminator and the zero units the scans may read
-// past it.
-char16_t* AllocateText(std::size_t units) {
-    return static_cast<char16_t*>(std::calloc(units + 1 + kScanPadding, 2));
-}
-
 template <class T, class... Args>
 std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
     // A subclass may call the value parsers directly, outside ParseNext.
@@ -51,9 +46,18 @@ std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
 
 } // namespace
 
+// Room for the text, its terminator and the zero units the scans may read
+// past it.
+bool CJsonInStream::AllocateText(std::size_t units) {
+    bufferBytes = (units + 1 + kScanPadding) * sizeof(char16_t);
+    buffer = static_cast<char16_t*>(tarvex::json_internal::AllocateRoom(bufferBytes, true));
+    return buffer != nullptr;
+}
+
 void CJsonInStream::Close() {
-    std::free(buffer);
+    tarvex::json_internal::FreeRoom(buffer, bufferBytes);
     buffer = nullptr;
+    bufferBytes = 0;
     cursor = nullptr;
     length = 0;
     bomPosition = 0;
@@ -62,8 +66,7 @@ void CJsonInStream::Close() {
 int CJsonInStream::Open(const void* data, int size) {
     Close();
     if (data == nullptr || size < 0) return 0;
-    buffer = AllocateText(static_cast<std::size_t>(size));
-    if (buffer == nullptr) return 0;
+    if (!AllocateText(static_cast<std::size_t>(size))) return 0;
     std::memcpy(buffer, data, static_cast<std::size_t>(size));
     length = static_cast<std::uint32_t>(size);
     cursor = buffer;
@@ -83,8 +86,7 @@ int CJsonInStream::Open(const char16_t* path) {
               static_cast<std::uint64_t>(info.st_size) / 2 < UINT32_MAX;
     if (ok) {
         std::uint64_t characters = static_cast<std::uint64_t>(info.st_size) / 2;
-        buffer = AllocateText(characters);
-        ok = buffer != nullptr;
+        ok = AllocateText(characters);
         std::uint64_t got = 0;
         auto* bytes = reinterpret_cast<char*>(buffer);
         while (ok && got < characters * 2) {

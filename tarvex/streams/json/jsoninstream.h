@@ -45,6 +45,7 @@ protected:
     bool ParseArray(std::shared_ptr<CJsonNode>& node);
 
 private:
+    bool AllocateText(std::size_t units);
     // Moves the items parsed since `base` into `compound`, sized once.
     void TakeItems(CJsonNodeCompound& compound, std::size_t base);
 
@@ -54,6 +55,7 @@ private:
     // Node memory for the value being parsed; its nodes share its ownership.
     tarvex::json_internal::CJsonArena* arena = nullptr;
     char16_t* buffer = nullptr;
+    std::size_t bufferBytes = 0;
     const char16_t* cursor = nullptr;
     std::uint32_t length = 0;
     std::uint32_t bomPosition = 0;

@@ -1,0 +1,67 @@
+#include "tarvex/streams/json/jsonroom_internal.h"
+
+#include <sys/mman.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace tarvex::json_internal {
+
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t(2) << 20;
+constexpr std::size_t kLargeRoom = std::size_t(4) << 20;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
+
+bool IsLarge(std::size_t bytes) {
+    return !kSanitized && bytes >= kLargeRoom;
+}
+
+std::size_t WholePages(std::size_t bytes) {
+    return (bytes + kHugePage - 1) & ~(kHugePage - 1);
+}
+
+} // namespace
+
+void* AllocateRoom(std::size_t bytes, bool zeroed) {
+    if (!IsLarge(bytes)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+    const std::size_t length = WholePages(bytes);
+    if (length < bytes) return nullptr;
+    // One page more than needed, so that an aligned run of them fits; the
+    // ends outside it go back at once.
+    const std::size_t mapped = length + kHugePage;
+    void* map = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map == MAP_FAILED) return nullptr;
+    const auto start = reinterpret_cast<std::uintptr_t>(map);
+    const std::uintptr_t aligned = (start + kHugePage - 1) & ~std::uintptr_t(kHugePage - 1);
+    if (aligned > start) ::munmap(map, aligned - start);
+    const std::uintptr_t end = start + mapped;
+    if (end > aligned + length)
+        ::munmap(reinterpret_cast<void*>(aligned + length), end - aligned - length);
+    auto* room = reinterpret_cast<void*>(aligned);
+#if defined(MADV_HUGEPAGE)
+    ::madvise(room, length, MADV_HUGEPAGE); // advice only: a refusal changes nothing
+#endif
+    return room;
+}
+
+void FreeRoom(void* room, std::size_t bytes) noexcept {
+    if (room == nullptr) return;
+    if (IsLarge(bytes))
+        ::munmap(room, WholePages(bytes));
+    else
+        std::free(room);
+}
+
+} // namespace tarvex::json_internal

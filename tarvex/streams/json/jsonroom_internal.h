@@ -1,0 +1,22 @@
+// Memory for the large buffers of the JSON reader: its copy of the text and
+// the arena's blocks.
+//
+// A large document needs hundreds of megabytes of fresh memory per parse,
+// and taking it from the system in 4 KiB pages costs more than the parse
+// itself. Large room therefore comes straight from mmap, aligned to and
+// advised for 2 MiB pages (the system may decline; then it is plain pages,
+// as before). Small room, and all room under a sanitizer (which must see
+// every overrun), comes from the heap.
+#pragma once
+#include <cstddef>
+
+namespace tarvex::json_internal {
+
+// `bytes` of room, zeroed when `zeroed` is set (large room always is), or
+// null when the system refuses.
+void* AllocateRoom(std::size_t bytes, bool zeroed);
+// Gives back room from AllocateRoom, with the same byte count; null is
+// ignored.
+void FreeRoom(void* room, std::size_t bytes) noexcept;
+
+} // namespace tarvex::json_internal
