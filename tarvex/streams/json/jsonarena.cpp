@@ -8,8 +8,13 @@
 namespace tarvex::json_internal {
 
 namespace {
-// Blocks double up to this: large enough for room in whole huge pages.
-constexpr std::size_t kLargestBlock = std::size_t(4) << 20;
+// Blocks double up to this size, which the heap gives back for reuse by the
+// next parse.
+constexpr std::size_t kLargestHeapBlock = 256 * 1024;
+// Past this much in all, blocks are this size, in whole huge pages: a large
+// document does not fault in its nodes 4 KiB at a time.
+constexpr std::size_t kMappedFrom = std::size_t(16) << 20;
+constexpr std::size_t kMappedBlock = std::size_t(4) << 20;
 // Holds taken at once: one atomic step per this many nodes.
 constexpr std::size_t kHoldBatch = 1024;
 } // namespace
@@ -29,7 +34,11 @@ void* CJsonArena::Allocate(std::size_t bytes, std::size_t alignment) {
         auto* room = static_cast<std::byte*>(AllocateRoom(size, false));
         if (room == nullptr) throw std::bad_alloc();
         blocks.push_back({room, size});
-        if (blockSize < kLargestBlock) blockSize *= 2;
+        total += size;
+        if (total >= kMappedFrom)
+            blockSize = kMappedBlock;
+        else if (blockSize < kLargestHeapBlock)
+            blockSize *= 2;
         next = room;
         end = next + size;
         address = reinterpret_cast<std::uintptr_t>(next);

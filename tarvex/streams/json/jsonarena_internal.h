@@ -63,6 +63,7 @@ private:
     std::byte* next = nullptr;
     std::byte* end = nullptr;
     std::size_t blockSize = 1024; // grows, so a small text keeps a small arena
+    std::size_t total = 0;
 };
 
 template <class T>

@@ -185,8 +185,9 @@ bool CJsonInStream::ParseNumber(std::shared_ptr<CJsonNode>& node) {
 
 bool CJsonInStream::ParseString(std::shared_ptr<CJsonNode>& node) {
     auto text = NewNode<CJsonNodeString>(arena);
-    node = text;
-    return ParseString(text->value);
+    std::u16string& value = text->value;
+    node = std::move(text);
+    return ParseString(value);
 }
 
 bool CJsonInStream::ParseString(std::u16string& text) {
@@ -256,8 +257,9 @@ void CJsonInStream::TakeItems(CJsonNodeCompound& compound, std::size_t base) {
 }
 
 bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
-    auto object = NewNode<CJsonNodeObject>(arena);
-    node = object; // a failure leaves the partial object with the caller
+    auto made = NewNode<CJsonNodeObject>(arena);
+    CJsonNodeObject& object = *made;
+    node = std::move(made); // a failure leaves the partial object with the caller
     ++cursor;
     SkipSpaceChars();
     if (*cursor == u'}') {
@@ -300,13 +302,14 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
         }
         break;
     }
-    TakeItems(*object, base);
+    TakeItems(object, base);
     return ok;
 }
 
 bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
-    auto array = NewNode<CJsonNodeArray>(arena);
-    node = array;
+    auto made = NewNode<CJsonNodeArray>(arena);
+    CJsonNodeArray& array = *made;
+    node = std::move(made);
     ++cursor;
     SkipSpaceChars();
     if (*cursor == u']') {
@@ -330,6 +333,6 @@ bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
         }
         break;
     }
-    TakeItems(*array, base);
+    TakeItems(array, base);
     return ok;
 }
