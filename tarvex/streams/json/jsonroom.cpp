@@ -4,13 +4,13 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <mutex>
 
 namespace tarvex::json_internal {
 
 namespace {
 
-constexpr std::size_t kHugePage = std::size_t(2) << 20;
-constexpr std::size_t kLargeRoom = std::size_t(4) << 20;
+constexpr std::size_t kHugePage = kMappedRoom;
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kSanitized = true;
@@ -24,8 +24,38 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
+// A few mapped pages of exactly one huge page each, given back by arenas and
+// not yet to the system: a parse of a mid-sized document after another then
+// neither faults nor zeroes its block memory. At most kKeptPages stay, so
+// what the process holds after its last parse is bounded.
+class CKeptPages {
+public:
+    void* Take() {
+        std::lock_guard<std::mutex> lock(mutex);
+        return count == 0 ? nullptr : pages[--count];
+    }
+    bool Keep(void* page) {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (count == kKeptPages) return false;
+        pages[count++] = page;
+        return true;
+    }
+
+private:
+    static constexpr std::size_t kKeptPages = 4;
+    std::mutex mutex;
+    void* pages[kKeptPages] = {};
+    std::size_t count = 0;
+};
+
+CKeptPages& KeptPages() {
+    // Never destroyed: an arena may give its pages back during exit.
+    static CKeptPages* kept = new CKeptPages;
+    return *kept;
+}
+
 bool IsLarge(std::size_t bytes) {
-    return !kSanitized && bytes >= kLargeRoom;
+    return !kSanitized && bytes >= kMappedRoom;
 }
 
 std::size_t WholePages(std::size_t bytes) {
@@ -36,6 +66,9 @@ std::size_t WholePages(std::size_t bytes) {
 
 void* AllocateRoom(std::size_t bytes, bool zeroed) {
     if (!IsLarge(bytes)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+    if (!zeroed && bytes == kHugePage) {
+        if (void* kept = KeptPages().Take()) return kept;
+    }
     const std::size_t length = WholePages(bytes);
     if (length < bytes) return nullptr;
     // One page more than needed, so that an aligned run of them fits; the
@@ -58,9 +91,10 @@ void* AllocateRoom(std::size_t bytes, bool zeroed) {
 
 void FreeRoom(void* room, std::size_t bytes) noexcept {
     if (room == nullptr) return;
-    if (IsLarge(bytes))
+    if (IsLarge(bytes)) {
+        if (bytes == kHugePage && KeptPages().Keep(room)) return;
         ::munmap(room, WholePages(bytes));
-    else
+    } else
         std::free(room);
 }
 

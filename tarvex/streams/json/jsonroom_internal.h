@@ -5,15 +5,19 @@
 // and taking it from the system in 4 KiB pages costs more than the parse
 // itself. Large room therefore comes straight from mmap, aligned to and
 // advised for 2 MiB pages (the system may decline; then it is plain pages,
-// as before). Small room, and all room under a sanitizer (which must see
-// every overrun), comes from the heap.
+// as before). Room of exactly one huge page is kept for reuse, a few pages
+// at most. Small room, and all room under a sanitizer (which must see every
+// overrun), comes from the heap.
 #pragma once
 #include <cstddef>
 
 namespace tarvex::json_internal {
 
-// `bytes` of room, zeroed when `zeroed` is set (large room always is), or
-// null when the system refuses.
+// Bytes from which room is mapped.
+inline constexpr std::size_t kMappedRoom = std::size_t(2) << 20;
+
+// `bytes` of room, zeroed when `zeroed` is set, or null when the system
+// refuses.
 void* AllocateRoom(std::size_t bytes, bool zeroed);
 // Gives back room from AllocateRoom, with the same byte count; null is
 // ignored.
