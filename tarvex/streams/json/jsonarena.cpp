@@ -24,35 +24,27 @@ CJsonArena::~CJsonArena() {
     for (const Block& block : blocks) FreeRoom(block.room, block.bytes);
 }
 
-void* CJsonArena::Allocate(std::size_t bytes, std::size_t alignment) {
-    auto address = reinterpret_cast<std::uintptr_t>(next);
-    std::size_t pad = (alignment - address % alignment) % alignment;
-    if (next == nullptr || static_cast<std::size_t>(end - next) < pad + bytes) {
-        // A block of its own for anything larger than a block, aligned by
-        // malloc or mmap for any node type.
-        std::size_t size = bytes + alignment > blockSize ? bytes + alignment : blockSize;
-        blocks.reserve(blocks.size() + 1);
-        auto* room = static_cast<std::byte*>(AllocateRoom(size, false));
-        if (room == nullptr) throw std::bad_alloc();
-        blocks.push_back({room, size});
-        total += size;
-        if (total >= kMappedFrom)
-            blockSize = kMappedBlock;
-        else if (blockSize < kLargestHeapBlock)
-            blockSize *= 2;
-        next = room;
-        end = next + size;
-        address = reinterpret_cast<std::uintptr_t>(next);
-        pad = (alignment - address % alignment) % alignment;
-    }
-    if (spareHolds == 0) {
-        holds.fetch_add(kHoldBatch, std::memory_order_relaxed);
-        spareHolds = kHoldBatch;
-    }
-    --spareHolds;
-    std::byte* result = next + pad;
-    next = result + bytes;
-    return result;
+void CJsonArena::TakeHolds() {
+    holds.fetch_add(kHoldBatch, std::memory_order_relaxed);
+    spareHolds = kHoldBatch;
+}
+
+void* CJsonArena::AllocateInNewBlock(std::size_t bytes, std::size_t alignment) {
+    // A block of its own for anything larger than a block, aligned by
+    // malloc or mmap for any node type.
+    std::size_t size = bytes + alignment > blockSize ? bytes + alignment : blockSize;
+    blocks.reserve(blocks.size() + 1);
+    auto* room = static_cast<std::byte*>(AllocateRoom(size, false));
+    if (room == nullptr) throw std::bad_alloc();
+    blocks.push_back({room, size});
+    total += size;
+    if (total >= kMappedFrom)
+        blockSize = kMappedBlock;
+    else if (blockSize < kLargestHeapBlock)
+        blockSize *= 2;
+    next = room;
+    end = room + size;
+    return Allocate(bytes, alignment);
 }
 
 } // namespace tarvex::json_internal

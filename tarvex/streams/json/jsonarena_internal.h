@@ -10,6 +10,7 @@
 #pragma once
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -27,7 +28,17 @@ public:
     CJsonArena& operator=(const CJsonArena&) = delete;
 
     // Not thread-safe: only the parse allocates. Each allocation is a hold.
-    void* Allocate(std::size_t bytes, std::size_t alignment);
+    // `alignment` is a power of two.
+    void* Allocate(std::size_t bytes, std::size_t alignment) {
+        const auto address = reinterpret_cast<std::uintptr_t>(next);
+        const std::uintptr_t start = (address + alignment - 1) & ~(alignment - 1);
+        const auto limit = reinterpret_cast<std::uintptr_t>(end);
+        if (next == nullptr || start > limit || limit - start < bytes)
+            return AllocateInNewBlock(bytes, alignment);
+        TakeHold();
+        next = reinterpret_cast<std::byte*>(start + bytes);
+        return reinterpret_cast<void*>(start);
+    }
     // Drops one hold; the last one frees the arena. Any thread.
     void Release() noexcept { Release(1); }
     // Drops the parse's hold and the holds it took ahead and did not use.
@@ -41,6 +52,13 @@ private:
 
     CJsonArena() = default;
     ~CJsonArena();
+
+    void* AllocateInNewBlock(std::size_t bytes, std::size_t alignment);
+    void TakeHold() {
+        if (spareHolds == 0) TakeHolds();
+        --spareHolds;
+    }
+    void TakeHolds();
 
     void Release(std::size_t count) noexcept {
         std::size_t left;

@@ -32,10 +32,15 @@ int Hex(char16_t ch) {
     return -1;
 }
 
+using tarvex::json_internal::AllocateRoom;
 using tarvex::json_internal::CJsonArena;
 using tarvex::json_internal::CJsonArenaAllocator;
 using tarvex::json_internal::FindStringStop;
+using tarvex::json_internal::FreeRoom;
 using tarvex::json_internal::kScanPadding;
+
+// The size from which the heap maps any allocation itself, in 4 KiB pages.
+constexpr std::size_t kMappedText = std::size_t(32) << 20;
 
 template <class T, class... Args>
 std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
@@ -47,15 +52,22 @@ std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
 } // namespace
 
 // Room for the text, its terminator and the zero units the scans may read
-// past it.
+// past it. Only texts larger than the heap ever maps by itself get mapped
+// room: smaller ones come from the heap, which keeps them for the next text.
 bool CJsonInStream::AllocateText(std::size_t units) {
     bufferBytes = (units + 1 + kScanPadding) * sizeof(char16_t);
-    buffer = static_cast<char16_t*>(tarvex::json_internal::AllocateRoom(bufferBytes, true));
+    buffer = static_cast<char16_t*>(AllocateRoom(bufferBytes, false, kMappedText));
     return buffer != nullptr;
 }
 
+// Zeroes the room from `filled` bytes on: the terminator, the padding, and
+// whatever the text did not fill.
+void CJsonInStream::ZeroTextFrom(std::size_t filled) {
+    std::memset(reinterpret_cast<char*>(buffer) + filled, 0, bufferBytes - filled);
+}
+
 void CJsonInStream::Close() {
-    tarvex::json_internal::FreeRoom(buffer, bufferBytes);
+    FreeRoom(buffer, bufferBytes, kMappedText);
     buffer = nullptr;
     bufferBytes = 0;
     cursor = nullptr;
@@ -68,6 +80,7 @@ int CJsonInStream::Open(const void* data, int size) {
     if (data == nullptr || size < 0) return 0;
     if (!AllocateText(static_cast<std::size_t>(size))) return 0;
     std::memcpy(buffer, data, static_cast<std::size_t>(size));
+    ZeroTextFrom(static_cast<std::size_t>(size));
     length = static_cast<std::uint32_t>(size);
     cursor = buffer;
     isUtf16 = true;
@@ -95,6 +108,7 @@ int CJsonInStream::Open(const char16_t* path) {
             if (n <= 0) break;
             got += static_cast<std::uint64_t>(n);
         }
+        if (ok) ZeroTextFrom(got);
         length = static_cast<std::uint32_t>(characters);
     }
     ::close(fd);
@@ -126,6 +140,8 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
     // An arena per value: a tree kept after the next parse holds only its
     // own blocks.
     arena = CJsonArena::Create();
+    // The items of a small document's compounds without regrowing.
+    if (items.capacity() == 0) items.reserve(64);
     std::shared_ptr<CJsonNode> node;
     bool ok = false;
     try {

@@ -46,6 +46,7 @@ protected:
 
 private:
     bool AllocateText(std::size_t units);
+    void ZeroTextFrom(std::size_t filled);
     // Moves the items parsed since `base` into `compound`, sized once.
     void TakeItems(CJsonNodeCompound& compound, std::size_t base);
 

@@ -54,8 +54,8 @@ CKeptPages& KeptPages() {
     return *kept;
 }
 
-bool IsLarge(std::size_t bytes) {
-    return !kSanitized && bytes >= kMappedRoom;
+bool IsMapped(std::size_t bytes, std::size_t mappedFrom) {
+    return !kSanitized && bytes >= mappedFrom && bytes >= kMappedRoom;
 }
 
 std::size_t WholePages(std::size_t bytes) {
@@ -64,8 +64,8 @@ std::size_t WholePages(std::size_t bytes) {
 
 } // namespace
 
-void* AllocateRoom(std::size_t bytes, bool zeroed) {
-    if (!IsLarge(bytes)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
+void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom) {
+    if (!IsMapped(bytes, mappedFrom)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
     if (!zeroed && bytes == kHugePage) {
         if (void* kept = KeptPages().Take()) return kept;
     }
@@ -89,9 +89,9 @@ void* AllocateRoom(std::size_t bytes, bool zeroed) {
     return room;
 }
 
-void FreeRoom(void* room, std::size_t bytes) noexcept {
+void FreeRoom(void* room, std::size_t bytes, std::size_t mappedFrom) noexcept {
     if (room == nullptr) return;
-    if (IsLarge(bytes)) {
+    if (IsMapped(bytes, mappedFrom)) {
         if (bytes == kHugePage && KeptPages().Keep(room)) return;
         ::munmap(room, WholePages(bytes));
     } else

@@ -16,11 +16,11 @@ namespace tarvex::json_internal {
 // Bytes from which room is mapped.
 inline constexpr std::size_t kMappedRoom = std::size_t(2) << 20;
 
-// `bytes` of room, zeroed when `zeroed` is set, or null when the system
-// refuses.
-void* AllocateRoom(std::size_t bytes, bool zeroed);
-// Gives back room from AllocateRoom, with the same byte count; null is
-// ignored.
-void FreeRoom(void* room, std::size_t bytes) noexcept;
+// `bytes` of room, mapped from `mappedFrom` bytes on, zeroed when `zeroed`
+// is set; null when the system refuses.
+void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom = kMappedRoom);
+// Gives back room from AllocateRoom, with the same byte count and
+// `mappedFrom`; null is ignored.
+void FreeRoom(void* room, std::size_t bytes, std::size_t mappedFrom = kMappedRoom) noexcept;
 
 } // namespace tarvex::json_internal
