@@ -135,6 +135,26 @@ TEST(JsonScan, NumbersPrintAsTheFormatWouldWithOrWithoutIt) {
     }
 }
 
+TEST(JsonScan, TheTextEndsAfterItsLastByteWhateverTheRoomHeldBefore) {
+    CJsonInStream in;
+    // Leave non-zero units in the heap for the next texts' room.
+    const std::u16string filler(4096, u'7');
+    ASSERT_TRUE(in.Open(filler.data(), int(filler.size() * 2)));
+    in.Close();
+    const std::u16string text = u"[7,8] ";
+    // An odd count takes the low byte of the last unit: ']' stays whole.
+    ASSERT_TRUE(in.Open(text.data(), 9));
+    auto node = in.ParseNext();
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(node->AsCompound()->children.size(), 2u);
+    EXPECT_EQ(in.ParseNext(), nullptr);
+    // Cut inside the last item: the array has no end.
+    ASSERT_TRUE(in.Open(text.data(), 7));
+    EXPECT_EQ(in.ParseNext(), nullptr);
+    ASSERT_TRUE(in.Open(text.data(), 0));
+    EXPECT_EQ(in.ParseNext(), nullptr);
+}
+
 TEST(JsonScan, LargeRoomIsZeroedWritableAndGivenBack) {
     for (std::size_t bytes : {std::size_t(100), std::size_t(5) << 20, (std::size_t(9) << 20) + 3}) {
         auto* room = static_cast<unsigned char*>(tj::AllocateRoom(bytes, true));
@@ -144,6 +164,13 @@ TEST(JsonScan, LargeRoomIsZeroedWritableAndGivenBack) {
         EXPECT_EQ(room[bytes - 1], 0);
         std::memset(room, 0x5A, bytes);
         tj::FreeRoom(room, bytes);
+    }
+    // Pages kept for reuse come back writable, as the arena takes them.
+    for (int round = 0; round < 6; ++round) {
+        auto* page = static_cast<unsigned char*>(tj::AllocateRoom(tj::kMappedRoom, false));
+        ASSERT_NE(page, nullptr);
+        std::memset(page, round, tj::kMappedRoom);
+        tj::FreeRoom(page, tj::kMappedRoom);
     }
     // A text above that size reads through the mapped copy.
     std::u16string big = u"[\"";

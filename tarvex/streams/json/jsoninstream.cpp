@@ -60,10 +60,15 @@ bool CJsonInStream::AllocateText(std::size_t units) {
     return buffer != nullptr;
 }
 
-// Zeroes the room from `filled` bytes on: the terminator, the padding, and
-// whatever the text did not fill.
+// Ends the text after `filled` bytes: the unit the last byte falls in is
+// completed with zeros, and a zero unit and the scans' padding follow. The
+// room beyond (half of it, when a byte count was given as the length) is
+// never read, so it is left as it is: for a large text it is then not even
+// faulted in.
 void CJsonInStream::ZeroTextFrom(std::size_t filled) {
-    std::memset(reinterpret_cast<char*>(buffer) + filled, 0, bufferBytes - filled);
+    const std::size_t window = (1 + kScanPadding) * sizeof(char16_t) + 1;
+    const std::size_t end = bufferBytes - filled < window ? bufferBytes : filled + window;
+    std::memset(reinterpret_cast<char*>(buffer) + filled, 0, end - filled);
 }
 
 void CJsonInStream::Close() {

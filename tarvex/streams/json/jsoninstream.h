@@ -27,8 +27,9 @@ public:
 
     // 1 or 0. The file's bytes are the UTF-16 text.
     int Open(const char16_t* path);
-    // Copies `length` bytes into room for `length` + 1 characters, the
-    // terminator at character `length`; the rest of that room is zero.
+    // Copies `length` bytes into room for `length` + 1 characters. The text
+    // ends at the first zero unit, and a zero unit follows the copy, so
+    // nothing past it is ever read.
     int Open(const void* data, int length);
     void Close();
     // The next value, or null at the end of the text or on an error.
