@@ -136,6 +136,12 @@ bool CJsonInStream::ReadSignature() {
     return true;
 }
 
+bool CJsonInStream::HasStackRoom() const {
+    // A subclass may call the value parsers outside ParseNext.
+    if (stackFloor == 0) return tarvex::HasStackRoom();
+    return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) > stackFloor;
+}
+
 void CJsonInStream::SkipSpaceChars() {
     cursor = tarvex::json_internal::SkipSpace(cursor);
 }
@@ -145,6 +151,11 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
     // An arena per value: a tree kept after the next parse holds only its
     // own blocks.
     arena = CJsonArena::Create();
+    // The lowest frame address with room to spare, worked out once per
+    // value: the nesting check is then a compare.
+    const std::size_t room = tarvex::StackRoom();
+    const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    stackFloor = room > frame ? 0 : frame - room + tarvex::kStackReserve;
     // The items of a small document's compounds without regrowing.
     if (items.capacity() == 0) items.reserve(64);
     std::shared_ptr<CJsonNode> node;
@@ -155,11 +166,13 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
         node.reset();
         arena->Done();
         arena = nullptr;
+        stackFloor = 0;
         throw;
     }
     if (!ok) node.reset();
     arena->Done();
     arena = nullptr;
+    stackFloor = 0;
     return node;
 }
 
@@ -188,7 +201,7 @@ bool CJsonInStream::ParseValue(std::shared_ptr<CJsonNode>& node) {
     case u'{':
     case u'[':
         // A compound costs a few frames; a hostile nesting ends here.
-        if (!tarvex::HasStackRoom()) return false;
+        if (!HasStackRoom()) return false;
         return *cursor == u'{' ? ParseObject(node) : ParseArray(node);
     default:
         if (*cursor == u'-' || (*cursor >= u'0' && *cursor <= u'9')) return ParseNumber(node);

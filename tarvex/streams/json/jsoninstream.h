@@ -47,6 +47,7 @@ protected:
 
 private:
     bool AllocateText(std::size_t units);
+    bool HasStackRoom() const;
     void ZeroTextFrom(std::size_t filled);
     // Moves the items parsed since `base` into `compound`, sized once.
     void TakeItems(CJsonNodeCompound& compound, std::size_t base);
@@ -56,6 +57,9 @@ private:
     std::vector<std::shared_ptr<CJsonNode>> items;
     // Node memory for the value being parsed; its nodes share its ownership.
     tarvex::json_internal::CJsonArena* arena = nullptr;
+    // Below this frame address the parse is short of stack; 0 outside
+    // ParseNext.
+    std::uintptr_t stackFloor = 0;
     char16_t* buffer = nullptr;
     std::size_t bufferBytes = 0;
     const char16_t* cursor = nullptr;

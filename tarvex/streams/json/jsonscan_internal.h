@@ -57,8 +57,10 @@ inline const char16_t* FindStringStop(const char16_t* at) {
 inline const char16_t* SkipSpace(const char16_t* at) {
     using namespace scan_detail;
     // Between tokens there is mostly nothing or one space: those cost no
-    // vector work.
+    // vector work. (The unit after a space is there: at worst the
+    // terminator.)
     if (*at > 32 || *at == 0) return at;
+    if (at[1] > 32) return at + 1;
     ++at;
     const __m128i space = _mm_set1_epi16(32);
     const __m128i zero = _mm_setzero_si128();
