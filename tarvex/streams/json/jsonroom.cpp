@@ -24,10 +24,11 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
-// A few mapped pages of exactly one huge page each, given back by arenas and
-// not yet to the system: a parse of a mid-sized document after another then
-// neither faults nor zeroes its block memory. At most kKeptPages stay, so
-// what the process holds after its last parse is bounded.
+// Mapped pages of exactly one huge page each, given back by arenas and not
+// yet to the system: a parse after another then neither faults nor zeroes
+// that much of its block memory. At most 64 MiB stay (no more than the heap
+// itself may keep at its top), and the system may take them back whenever it
+// runs short.
 class CKeptPages {
 public:
     void* Take() {
@@ -35,14 +36,21 @@ public:
         return count == 0 ? nullptr : pages[--count];
     }
     bool Keep(void* page) {
-        std::lock_guard<std::mutex> lock(mutex);
-        if (count == kKeptPages) return false;
-        pages[count++] = page;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (count == kKeptPages) return false;
+            pages[count++] = page;
+        }
+#if defined(MADV_FREE)
+        // The system may take the page back when it runs short; until then
+        // the next parse writes over it with no fault and no zeroing.
+        ::madvise(page, kMappedRoom, MADV_FREE);
+#endif
         return true;
     }
 
 private:
-    static constexpr std::size_t kKeptPages = 4;
+    static constexpr std::size_t kKeptPages = 32;
     std::mutex mutex;
     void* pages[kKeptPages] = {};
     std::size_t count = 0;
