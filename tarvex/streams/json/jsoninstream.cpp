@@ -13,6 +13,8 @@
 #include "tarvex/platform/codepage.h"
 #include "tarvex/platform/wide.h"
 #include "tarvex/streams/json/jsonarena_internal.h"
+#include "tarvex/streams/json/jsonroom_internal.h"
+#include "tarvex/streams/json/jsonscan_internal.h"
 
 namespace {
 
@@ -30,8 +32,15 @@ int Hex(char16_t ch) {
     return -1;
 }
 
+using tarvex::json_internal::AllocateRoom;
 using tarvex::json_internal::CJsonArena;
 using tarvex::json_internal::CJsonArenaAllocator;
+using tarvex::json_internal::FindStringStop;
+using tarvex::json_internal::FreeRoom;
+using tarvex::json_internal::kScanPadding;
+
+// The size from which the heap maps any allocation itself, in 4 KiB pages.
+constexpr std::size_t kMappedText = std::size_t(32) << 20;
 
 template <class T, class... Args>
 std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
@@ -42,9 +51,30 @@ std::shared_ptr<T> NewNode(CJsonArena* arena, Args&&... args) {
 
 } // namespace
 
+// Room for the text, its terminator and the zero units the scans may read
+// past it. Only texts larger than the heap ever maps by itself get mapped
+// room: smaller ones come from the heap, which keeps them for the next text.
+bool CJsonInStream::AllocateText(std::size_t units) {
+    bufferBytes = (units + 1 + kScanPadding) * sizeof(char16_t);
+    buffer = static_cast<char16_t*>(AllocateRoom(bufferBytes, false, kMappedText));
+    return buffer != nullptr;
+}
+
+// Ends the text after `filled` bytes: the unit the last byte falls in is
+// completed with zeros, and a zero unit and the scans' padding follow. The
+// room beyond (half of it, when a byte count was given as the length) is
+// never read, so it is left as it is: for a large text it is then not even
+// faulted in.
+void CJsonInStream::ZeroTextFrom(std::size_t filled) {
+    const std::size_t window = (1 + kScanPadding) * sizeof(char16_t) + 1;
+    const std::size_t end = bufferBytes - filled < window ? bufferBytes : filled + window;
+    std::memset(reinterpret_cast<char*>(buffer) + filled, 0, end - filled);
+}
+
 void CJsonInStream::Close() {
-    std::free(buffer);
+    FreeRoom(buffer, bufferBytes, kMappedText);
     buffer = nullptr;
+    bufferBytes = 0;
     cursor = nullptr;
     length = 0;
     bomPosition = 0;
@@ -53,9 +83,9 @@ void CJsonInStream::Close() {
 int CJsonInStream::Open(const void* data, int size) {
     Close();
     if (data == nullptr || size < 0) return 0;
-    buffer = static_cast<char16_t*>(std::calloc(static_cast<std::size_t>(size) + 1, 2));
-    if (buffer == nullptr) return 0;
+    if (!AllocateText(static_cast<std::size_t>(size))) return 0;
     std::memcpy(buffer, data, static_cast<std::size_t>(size));
+    ZeroTextFrom(static_cast<std::size_t>(size));
     length = static_cast<std::uint32_t>(size);
     cursor = buffer;
     isUtf16 = true;
@@ -74,8 +104,7 @@ int CJsonInStream::Open(const char16_t* path) {
               static_cast<std::uint64_t>(info.st_size) / 2 < UINT32_MAX;
     if (ok) {
         std::uint64_t characters = static_cast<std::uint64_t>(info.st_size) / 2;
-        buffer = static_cast<char16_t*>(std::calloc(characters + 1, 2));
-        ok = buffer != nullptr;
+        ok = AllocateText(characters);
         std::uint64_t got = 0;
         auto* bytes = reinterpret_cast<char*>(buffer);
         while (ok && got < characters * 2) {
@@ -84,6 +113,7 @@ int CJsonInStream::Open(const char16_t* path) {
             if (n <= 0) break;
             got += static_cast<std::uint64_t>(n);
         }
+        if (ok) ZeroTextFrom(got);
         length = static_cast<std::uint32_t>(characters);
     }
     ::close(fd);
@@ -106,8 +136,14 @@ bool CJsonInStream::ReadSignature() {
     return true;
 }
 
+bool CJsonInStream::HasStackRoom() const {
+    // A subclass may call the value parsers outside ParseNext.
+    if (stackFloor == 0) return tarvex::HasStackRoom();
+    return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) > stackFloor;
+}
+
 void CJsonInStream::SkipSpaceChars() {
-    while (*cursor != 0 && *cursor <= 32) ++cursor;
+    cursor = tarvex::json_internal::SkipSpace(cursor);
 }
 
 std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
@@ -115,19 +151,28 @@ std::shared_ptr<CJsonNode> CJsonInStream::ParseNext() {
     // An arena per value: a tree kept after the next parse holds only its
     // own blocks.
     arena = CJsonArena::Create();
+    // The lowest frame address with room to spare, worked out once per
+    // value: the nesting check is then a compare.
+    const std::size_t room = tarvex::StackRoom();
+    const auto frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    stackFloor = room > frame ? 0 : frame - room + tarvex::kStackReserve;
+    // The items of a small document's compounds without regrowing.
+    if (items.capacity() == 0) items.reserve(64);
     std::shared_ptr<CJsonNode> node;
     bool ok = false;
     try {
         ok = ParseValue(node);
     } catch (...) {
         node.reset();
-        arena->Release();
+        arena->Done();
         arena = nullptr;
+        stackFloor = 0;
         throw;
     }
     if (!ok) node.reset();
-    arena->Release();
+    arena->Done();
     arena = nullptr;
+    stackFloor = 0;
     return node;
 }
 
@@ -156,7 +201,7 @@ bool CJsonInStream::ParseValue(std::shared_ptr<CJsonNode>& node) {
     case u'{':
     case u'[':
         // A compound costs a few frames; a hostile nesting ends here.
-        if (!tarvex::HasStackRoom()) return false;
+        if (!HasStackRoom()) return false;
         return *cursor == u'{' ? ParseObject(node) : ParseArray(node);
     default:
         if (*cursor == u'-' || (*cursor >= u'0' && *cursor <= u'9')) return ParseNumber(node);
@@ -174,8 +219,9 @@ bool CJsonInStream::ParseNumber(std::shared_ptr<CJsonNode>& node) {
 
 bool CJsonInStream::ParseString(std::shared_ptr<CJsonNode>& node) {
     auto text = NewNode<CJsonNodeString>(arena);
-    node = text;
-    return ParseString(text->value);
+    std::u16string& value = text->value;
+    node = std::move(text);
+    return ParseString(value);
 }
 
 bool CJsonInStream::ParseString(std::u16string& text) {
@@ -183,8 +229,8 @@ bool CJsonInStream::ParseString(std::u16string& text) {
     ++cursor;
     for (;;) {
         const char16_t* start = cursor;
-        while (*cursor != 0 && *cursor != u'"' && *cursor != u'\\') ++cursor;
-        text.append(start, cursor);
+        cursor = FindStringStop(cursor);
+        text.append(start, static_cast<std::size_t>(cursor - start));
         char16_t ch = *cursor;
         if (ch == 0) return false;
         ++cursor;
@@ -245,8 +291,9 @@ void CJsonInStream::TakeItems(CJsonNodeCompound& compound, std::size_t base) {
 }
 
 bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
-    auto object = NewNode<CJsonNodeObject>(arena);
-    node = object; // a failure leaves the partial object with the caller
+    auto made = NewNode<CJsonNodeObject>(arena);
+    CJsonNodeObject& object = *made;
+    node = std::move(made); // a failure leaves the partial object with the caller
     ++cursor;
     SkipSpaceChars();
     if (*cursor == u'}') {
@@ -257,14 +304,26 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
     bool ok = false;
     for (;;) {
         SkipSpaceChars();
-        std::u16string key;
-        if (!ParseString(key)) break;
+        if (*cursor != u'"') break;
+        // A key without escapes goes from the text straight into its node;
+        // only one with escapes needs a string of its own first.
+        const char16_t* keyBegin = cursor + 1;
+        const char16_t* keyEnd = FindStringStop(keyBegin);
+        std::u16string escapedKey;
+        const bool plainKey = *keyEnd == u'"';
+        if (plainKey)
+            cursor = keyEnd + 1;
+        else if (!ParseString(escapedKey))
+            break;
         SkipSpaceChars();
         if (*cursor != u':') break;
         ++cursor;
         std::shared_ptr<CJsonNode> value;
         if (!ParseValue(value)) break;
-        value->key = std::move(key);
+        if (plainKey)
+            value->key.assign(keyBegin, static_cast<std::size_t>(keyEnd - keyBegin));
+        else
+            value->key = std::move(escapedKey);
         items.push_back(std::move(value));
         SkipSpaceChars();
         if (*cursor == u',') {
@@ -277,13 +336,14 @@ bool CJsonInStream::ParseObject(std::shared_ptr<CJsonNode>& node) {
         }
         break;
     }
-    TakeItems(*object, base);
+    TakeItems(object, base);
     return ok;
 }
 
 bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
-    auto array = NewNode<CJsonNodeArray>(arena);
-    node = array;
+    auto made = NewNode<CJsonNodeArray>(arena);
+    CJsonNodeArray& array = *made;
+    node = std::move(made);
     ++cursor;
     SkipSpaceChars();
     if (*cursor == u']') {
@@ -307,6 +367,6 @@ bool CJsonInStream::ParseArray(std::shared_ptr<CJsonNode>& node) {
         }
         break;
     }
-    TakeItems(*array, base);
+    TakeItems(array, base);
     return ok;
 }

@@ -27,8 +27,9 @@ public:
 
     // 1 or 0. The file's bytes are the UTF-16 text.
     int Open(const char16_t* path);
-    // Copies `length` bytes into room for `length` + 1 characters, the
-    // terminator at character `length`; the rest of that room is zero.
+    // Copies `length` bytes into room for `length` + 1 characters. The text
+    // ends at the first zero unit, and a zero unit follows the copy, so
+    // nothing past it is ever read.
     int Open(const void* data, int length);
     void Close();
     // The next value, or null at the end of the text or on an error.
@@ -45,6 +46,9 @@ protected:
     bool ParseArray(std::shared_ptr<CJsonNode>& node);
 
 private:
+    bool AllocateText(std::size_t units);
+    bool HasStackRoom() const;
+    void ZeroTextFrom(std::size_t filled);
     // Moves the items parsed since `base` into `compound`, sized once.
     void TakeItems(CJsonNodeCompound& compound, std::size_t base);
 
@@ -53,7 +57,11 @@ private:
     std::vector<std::shared_ptr<CJsonNode>> items;
     // Node memory for the value being parsed; its nodes share its ownership.
     tarvex::json_internal::CJsonArena* arena = nullptr;
+    // Below this frame address the parse is short of stack; 0 outside
+    // ParseNext.
+    std::uintptr_t stackFloor = 0;
     char16_t* buffer = nullptr;
+    std::size_t bufferBytes = 0;
     const char16_t* cursor = nullptr;
     std::uint32_t length = 0;
     std::uint32_t bomPosition = 0;

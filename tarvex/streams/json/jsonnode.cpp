@@ -1,107 +1,170 @@
 #include "tarvex/streams/json/jsonnode.h"
 
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 
-#include "tarvex/platform/cstring.h"
+#include "tarvex/core/stackroom.h"
+#include "tarvex/streams/json/jsonscan_internal.h"
 
 namespace {
 
-void Indent(std::u16string& out, unsigned int level) {
-    out.append(level, u'\t');
-}
+using tarvex::json_internal::PlainPrefix;
 
-void Head(std::u16string& out, const std::u16string& key, unsigned int level, bool exact = false) {
-    Indent(out, level);
-    if (!key.empty()) {
-        JsonQuote(out, key.data(), key.size(), exact);
-        out.append(u" : ");
+// Printed text gathered in a small buffer and handed to the stream a few
+// kilobytes at a time: the stream's write is far too dear per token.
+class CPrintBuffer {
+public:
+    explicit CPrintBuffer(COutStream& stream) : stream(stream) {}
+    CPrintBuffer(const CPrintBuffer&) = delete;
+    CPrintBuffer& operator=(const CPrintBuffer&) = delete;
+    // No flush here: a stream that fails to grow throws, and the caller
+    // flushes at the end of a write.
+    ~CPrintBuffer() = default;
+
+    void Put(char16_t unit) {
+        if (used == kSize) Flush();
+        units[used++] = unit;
     }
-}
+    void Put(const char16_t* text, std::size_t count) {
+        if (count > kSize - used) {
+            Flush();
+            if (count > kSize) return stream.write(text, count);
+        }
+        std::memcpy(units + used, text, count * sizeof(char16_t));
+        used += count;
+    }
+    void Flush() {
+        if (used != 0) stream.write(units, used);
+        used = 0;
+    }
 
-void Flush(COutStream& stream, std::u16string& out) {
-    stream.write(out.data(), out.size());
-    out.clear();
-}
+private:
+    static constexpr std::size_t kSize = 2048;
 
-void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level,
-                  bool exact = false);
+    COutStream& stream;
+    std::size_t used = 0;
+    char16_t units[kSize];
+};
 
-} // namespace
+// The same two operations over a string, for JsonQuote.
+struct CStringSink {
+    std::u16string& out;
+    void Put(char16_t unit) { out.push_back(unit); }
+    void Put(const char16_t* text, std::size_t count) { out.append(text, count); }
+};
 
-void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length, bool exact) {
-    out.push_back(u'"');
-    std::size_t run = 0; // start of the plain units not yet copied
-    for (std::size_t i = 0; i < length; ++i) {
-        char16_t ch = text[i];
-        if ((ch & 0xFF) >= 32 && ch != u'"' && ch != u'\\') continue;
-        out.append(text + run, text + i);
-        run = i + 1;
-        if (exact && ch != 8 && ch != 9 && ch != 10 && ch != 12 && ch != 13 && ch != u'"' &&
-            ch != u'\\') {
+template <class Sink>
+void Quote(Sink& out, const char16_t* text, std::size_t length, bool exact) {
+    out.Put(u'"');
+    for (std::size_t at = 0;;) {
+        // Runs of plain units go at once; the scan stops on each unit to
+        // escape.
+        const std::size_t plain = PlainPrefix(text + at, length - at);
+        out.Put(text + at, plain);
+        at += plain;
+        if (at == length) break;
+        const char16_t ch = text[at++];
+        char16_t letter = 0;
+        switch (ch) {
+        case 8:
+            letter = u'b';
+            break;
+        case 9:
+            letter = u't';
+            break;
+        case 10:
+            letter = u'n';
+            break;
+        case 12:
+            letter = u'f';
+            break;
+        case 13:
+            letter = u'r';
+            break;
+        case u'"':
+        case u'\\':
+            letter = ch;
+            break;
+        default:
+            break;
+        }
+        if (letter != 0) {
+            const char16_t escape[] = {u'\\', letter};
+            out.Put(escape, 2);
+        } else if (exact) {
             static const char16_t kHex[] = u"0123456789abcdef";
             const char16_t escape[] = {
                 u'\\',        u'u', kHex[ch >> 12], kHex[(ch >> 8) & 15], kHex[(ch >> 4) & 15],
                 kHex[ch & 15]};
-            out.append(escape, 6);
-            continue;
-        }
-        out.push_back(u'\\');
-        switch (ch) {
-        case 8:
-            out.push_back(u'b');
-            break;
-        case 9:
-            out.push_back(u't');
-            break;
-        case 10:
-            out.push_back(u'n');
-            break;
-        case 12:
-            out.push_back(u'f');
-            break;
-        case 13:
-            out.push_back(u'r');
-            break;
-        case u'"':
-            out.push_back(u'"');
-            break;
-        case u'\\':
-            out.push_back(u'\\');
-            break;
-        default:
-            break; // the lone backslash stays: see the header
+            out.Put(escape, 6);
+        } else {
+            out.Put(u'\\'); // the lone backslash stays: see the header
         }
     }
-    out.append(text + run, text + length);
-    out.push_back(u'"');
+    out.Put(u'"');
 }
 
-namespace {
+void Indent(CPrintBuffer& out, unsigned int level) {
+    static const char16_t kTabs[] =
+        u"\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
+    constexpr unsigned int kTabCount = sizeof kTabs / sizeof kTabs[0] - 1;
+    for (; level > kTabCount; level -= kTabCount) out.Put(kTabs, kTabCount);
+    out.Put(kTabs, level);
+}
 
-void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level, bool exact) {
+void Head(CPrintBuffer& out, const std::u16string& key, unsigned int level, bool exact = false) {
+    Indent(out, level);
+    if (!key.empty()) {
+        Quote(out, key.data(), key.size(), exact);
+        out.Put(u" : ", 3);
+    }
+}
+
+// "%.15g". Whole numbers below 10^15 print as their digits under that
+// format, so they are written here without the formatter.
+void PutNumber(CPrintBuffer& out, double value) {
+    char16_t units[32];
+    std::size_t count = 0;
+    if (std::fabs(value) < 1e15 && value == std::trunc(value) &&
+        !(value == 0 && std::signbit(value))) {
+        auto whole = static_cast<unsigned long long>(std::fabs(value));
+        char16_t* end = units + sizeof units / sizeof units[0];
+        char16_t* at = end;
+        do {
+            *--at = static_cast<char16_t>(u'0' + whole % 10);
+            whole /= 10;
+        } while (whole != 0);
+        if (value < 0) *--at = u'-';
+        return out.Put(at, static_cast<std::size_t>(end - at));
+    }
+    char digits[32];
+    const int n = std::snprintf(digits, sizeof digits, "%.15g", value);
+    for (; count < static_cast<std::size_t>(n > 0 ? n : 0); ++count)
+        units[count] = static_cast<unsigned char>(digits[count]);
+    out.Put(units, count);
+}
+
+void PutScalar(CPrintBuffer& out, const CJsonNode& node, unsigned int level, bool exact = false) {
     Head(out, node.key, level, exact);
     switch (node.GetType()) {
     case CJsonNode::eNull:
-        out.append(u"null");
+        out.Put(u"null", 4);
         break;
     case CJsonNode::eTrue:
-        out.append(u"true");
+        out.Put(u"true", 4);
         break;
     case CJsonNode::eFalse:
-        out.append(u"false");
+        out.Put(u"false", 5);
         break;
     case CJsonNode::eString: {
         const auto& text = static_cast<const CJsonNodeString&>(node).value;
-        JsonQuote(out, text.data(), text.size(), exact);
+        Quote(out, text.data(), text.size(), exact);
         break;
     }
-    case CJsonNode::eNumber: {
-        char digits[64];
-        int n = std::snprintf(digits, sizeof digits, "%.15g",
-                              static_cast<const CJsonNodeNumber&>(node).value);
-        out.append(digits, digits + (n > 0 ? n : 0));
+    case CJsonNode::eNumber:
+        PutNumber(out, static_cast<const CJsonNodeNumber&>(node).value);
         break;
-    }
     default:
         break;
     }
@@ -109,46 +172,53 @@ void AppendScalar(std::u16string& out, const CJsonNode& node, unsigned int level
 
 } // namespace
 
+void JsonQuote(std::u16string& out, const char16_t* text, std::size_t length, bool exact) {
+    CStringSink sink{out};
+    Quote(sink, text, length, exact);
+}
+
 void CJsonNode::WriteHead(COutStream& stream, unsigned int level) const {
-    std::u16string out;
+    CPrintBuffer out(stream);
     Head(out, key, level);
-    Flush(stream, out);
+    out.Flush();
 }
 
 void CJsonNodeNull::Write(COutStream& stream, unsigned int level) const {
-    std::u16string out;
-    AppendScalar(out, *this, level);
-    Flush(stream, out);
+    CPrintBuffer out(stream);
+    PutScalar(out, *this, level);
+    out.Flush();
 }
 
 void CJsonNodeTrue::Write(COutStream& stream, unsigned int level) const {
-    std::u16string out;
-    AppendScalar(out, *this, level);
-    Flush(stream, out);
+    CPrintBuffer out(stream);
+    PutScalar(out, *this, level);
+    out.Flush();
 }
 
 void CJsonNodeFalse::Write(COutStream& stream, unsigned int level) const {
-    std::u16string out;
-    AppendScalar(out, *this, level);
-    Flush(stream, out);
+    CPrintBuffer out(stream);
+    PutScalar(out, *this, level);
+    out.Flush();
 }
 
 void CJsonNodeString::Write(COutStream& stream, unsigned int level) const {
-    std::u16string out;
-    AppendScalar(out, *this, level);
-    Flush(stream, out);
+    CPrintBuffer out(stream);
+    PutScalar(out, *this, level);
+    out.Flush();
 }
 
 void CJsonNodeNumber::Write(COutStream& stream, unsigned int level) const {
-    std::u16string out;
-    AppendScalar(out, *this, level);
-    Flush(stream, out);
+    CPrintBuffer out(stream);
+    PutScalar(out, *this, level);
+    out.Flush();
 }
 
 CJsonNodeCompound::~CJsonNodeCompound() {
-    if (children.empty()) return;
-    // Children held only here are emptied before they die, so each dies
-    // without descending.
+    // While the stack has room the children die with the vector, a compound
+    // among them coming back here one level deeper: no list to build.
+    if (children.empty() || tarvex::HasStackRoom()) return;
+    // Deeper than that, children held only here are emptied before they
+    // die, so each dies without descending.
     std::vector<std::shared_ptr<CJsonNode>> pending = std::move(children);
     while (!pending.empty()) {
         std::shared_ptr<CJsonNode> node = std::move(pending.back());
@@ -192,39 +262,38 @@ void CJsonNodeCompound::WriteTree(COutStream& stream, unsigned int level, bool e
         std::size_t next;
         unsigned int level;
     };
-    std::u16string out;
+    CPrintBuffer out(stream);
     std::vector<Frame> frames;
     Head(out, key, level, exact);
-    out.push_back(OpenBracket());
-    out.append(u"\r\n");
+    const char16_t open[] = {OpenBracket(), u'\r', u'\n'};
+    out.Put(open, 3);
     frames.push_back({this, 0, level});
     while (!frames.empty()) {
         Frame& frame = frames.back();
         const auto& items = frame.node->children;
         if (frame.next < items.size()) {
-            if (frame.next > 0) out.append(u",\r\n");
+            if (frame.next > 0) out.Put(u",\r\n", 3);
             const CJsonNode& child = *items[frame.next++];
             unsigned int childLevel = frame.level + 1;
             // A compound of another kind (a caller's own subclass) prints
             // itself; the library's own are walked here.
             if (const CJsonNodeCompound* compound = const_cast<CJsonNode&>(child).AsCompound()) {
                 Head(out, child.key, childLevel, exact);
-                out.push_back(compound->OpenBracket());
-                out.append(u"\r\n");
+                const char16_t childOpen[] = {compound->OpenBracket(), u'\r', u'\n'};
+                out.Put(childOpen, 3);
                 frames.push_back({compound, 0, childLevel});
             } else if (child.GetType() <= eNumber) {
-                AppendScalar(out, child, childLevel, exact);
+                PutScalar(out, child, childLevel, exact);
             } else {
-                Flush(stream, out);
+                out.Flush();
                 child.Write(stream, childLevel);
             }
         } else {
-            if (!items.empty()) out.append(u"\r\n");
+            if (!items.empty()) out.Put(u"\r\n", 2);
             Indent(out, frame.level);
-            out.push_back(frame.node->CloseBracket());
+            out.Put(frame.node->CloseBracket());
             frames.pop_back();
         }
-        if (out.size() >= 16384) Flush(stream, out);
     }
-    Flush(stream, out);
+    out.Flush();
 }

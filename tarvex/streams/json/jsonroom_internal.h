@@ -1,0 +1,26 @@
+// Memory for the large buffers of the JSON reader: its copy of the text and
+// the arena's blocks.
+//
+// A large document needs hundreds of megabytes of fresh memory per parse,
+// and taking it from the system in 4 KiB pages costs more than the parse
+// itself. Large room therefore comes straight from mmap, aligned to and
+// advised for 2 MiB pages (the system may decline; then it is plain pages,
+// as before). Room of exactly one huge page is kept for reuse, up to
+// 64 MiB, and marked free to the system meanwhile. Small room, and all room
+// under a sanitizer (which must see every overrun), comes from the heap.
+#pragma once
+#include <cstddef>
+
+namespace tarvex::json_internal {
+
+// Bytes from which room is mapped.
+inline constexpr std::size_t kMappedRoom = std::size_t(2) << 20;
+
+// `bytes` of room, mapped from `mappedFrom` bytes on, zeroed when `zeroed`
+// is set; null when the system refuses.
+void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom = kMappedRoom);
+// Gives back room from AllocateRoom, with the same byte count and
+// `mappedFrom`; null is ignored.
+void FreeRoom(void* room, std::size_t bytes, std::size_t mappedFrom = kMappedRoom) noexcept;
+
+} // namespace tarvex::json_internal
