@@ -46,6 +46,11 @@ inline unsigned int AnsiUnit(char16_t ch, char* out) {
         out[0] = static_cast<char>(ch);
         return 1;
     }
+    // А..я sit in one run of code page 1251, from 0xC0.
+    if (ch >= 0x410 && ch <= 0x44F) {
+        out[0] = static_cast<char>(ch - 0x410 + 0xC0);
+        return 1;
+    }
     int n = WideCharToMultiByte(CP_ACP, 0, &ch, 1, out, 4, nullptr, nullptr);
     return n > 0 ? static_cast<unsigned int>(n) : 0;
 }
@@ -164,18 +169,15 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
     case eEncodingUTF8:
     case eEncodingAnsi: {
         const bool utf8 = encoding == eEncodingUTF8;
-        for (std::size_t i = 0, block = 0; i < count; ++i) {
-            if (i == block) {
-                // Eight plain ASCII characters at a time; a block holding
-                // anything else goes character by character.
-                while (i + 8 <= count && AsciiBlock(text + i, p, escape, quotes)) {
-                    i += 8;
-                    p += 8;
-                }
-                block = i + 8;
-                if (i == count) break;
+        std::size_t i = 0;
+        while (i < count) {
+            // Eight plain ASCII characters at a time.
+            while (i + 8 <= count && AsciiBlock(text + i, p, escape, quotes)) {
+                i += 8;
+                p += 8;
             }
-            const char16_t ch = text[i];
+            if (i == count) break;
+            char16_t ch = text[i];
             if (ch < 0x80) {
                 if (escape && NeedsEntity(ch, quotes)) {
                     unsigned int entityLength = 0;
@@ -185,8 +187,23 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
                 } else {
                     *p++ = static_cast<char>(ch);
                 }
+                ++i;
+            } else if (utf8) {
+                // Two-byte characters (Cyrillic) in a loop of their own.
+                while (ch >= 0x80 && ch < 0x800) {
+                    p[0] = static_cast<char>(0xC0 | (ch >> 6));
+                    p[1] = static_cast<char>(0x80 | (ch & 0x3F));
+                    p += 2;
+                    if (++i == count) break;
+                    ch = text[i];
+                }
+                if (i < count && ch >= 0x800) {
+                    p += Utf8Unit(ch, p);
+                    ++i;
+                }
             } else {
-                p += utf8 ? Utf8Unit(ch, p) : AnsiUnit(ch, p);
+                p += AnsiUnit(ch, p);
+                ++i;
             }
         }
         break;

@@ -2,7 +2,9 @@
 //
 // Both views hold the same objects; the arrival view owns them. A second
 // AddAttr of a name replaces the value in place, so the attribute keeps its
-// position in arrival order.
+// position in arrival order. Tags have a handful of attributes, which a scan
+// of the arrival order finds sooner than a search: the sorted view is built
+// only when a set grows past that.
 #pragma once
 #include <cstdint>
 #include <string_view>
@@ -23,18 +25,22 @@ public:
     void SetValue(const char16_t* text) { value = text; }
     void SetValue(CString text) { value = std::move(text); }
     // Replace the text, reusing the buffer when it is not shared.
-    void AssignName(std::u16string_view text) { Assign(name, text); }
+    void AssignName(std::u16string_view text) {
+        if (name.View() != text) Assign(name, text);
+    }
     void AssignValue(std::u16string_view text) { Assign(value, text); }
     // Case-sensitive, by name.
     bool operator<(const CXMLAttr& other) const { return name.Compare(other.name) < 0; }
 
 private:
+    // The reader fills names and values of reused attributes in place.
+    friend class CXMLAttrs;
+    friend class CXMLFileInStream;
+
     static void Assign(CString& target, std::u16string_view text) {
-        if (target.View() == text) return;
-        int length = static_cast<int>(text.size());
+        const int length = static_cast<int>(text.size());
         char16_t* chars = target.GetBufferSetLength(length);
         if (length != 0) std::char_traits<char16_t>::copy(chars, text.data(), text.size());
-        target.ReleaseBuffer(length);
     }
 
     CString name;
@@ -70,7 +76,7 @@ public:
     // Answers the parse of the text, which may fail.
     bool GetAttr(const char16_t* name, _GUID& out) const;
 
-    // By name (binary search of the sorted view), or null.
+    // By name, case-sensitively, or null.
     CXMLAttr* GetAttr(const char16_t* name) const;
     // By arrival index, or null outside the range.
     CXMLAttr* GetAttr(std::int64_t index) const {
@@ -80,17 +86,35 @@ public:
     // Empties the set; the objects are kept for reuse, the first to arrive
     // on top, so a set refilled in the same order finds each name in place.
     void Flush() {
-        sorted.Clear();
+        if (!sorted.IsEmpty()) sorted.Clear();
         for (std::int64_t i = attrs.GetLength() - 1; i >= 0; --i) spare.Add(attrs[i]);
         attrs.TArrayTemplate<CXMLAttr*>::Clear(); // the pointers moved to `spare`
     }
 
 private:
+    friend class CXMLFileInStream;
+
+    // Up to this many attributes lookups scan the arrival order.
+    static constexpr std::int64_t kScanned = 8;
+
+    // The attribute of that name, or null.
+    CXMLAttr* Find(std::u16string_view name) const;
     // Index in the sorted view of an equal name, or -1; `position` receives
     // where the name would go.
     std::int64_t Search(std::u16string_view name, std::int64_t& position) const;
+    // A new name joins the arrival order (and the sorted view, once built).
+    void Append(CXMLAttr* attr);
+    // The attribute the next add will reuse: the top of `spare`, which
+    // keeps owning it until AddSpare.
+    CXMLAttr* NextSpare() {
+        if (spare.IsEmpty()) spare.Add(new CXMLAttr(CString(), CString()));
+        return spare.Last();
+    }
+    // Adds the attribute NextSpare gave, its name and value filled in. A
+    // name already present takes the value and the spare stays spare.
+    void AddSpare(CXMLAttr* attr);
 
     CIndirectArray<CXMLAttr> attrs;
-    CIndirectArray<CXMLAttr> sorted;
-    CIndirectArray<CXMLAttr> spare; // flushed, owned, waiting for reuse
+    CIndirectArray<CXMLAttr> sorted; // empty while a scan serves
+    CIndirectArray<CXMLAttr> spare;  // flushed, owned, waiting for reuse
 };

@@ -32,49 +32,17 @@ struct AnsiTable {
 };
 
 inline char16_t FromAnsi(unsigned char byte) {
+    if (byte < 0x80) return byte;
     static const AnsiTable table;
-    return byte < 0x80 ? byte : table.high[byte - 0x80];
+    return table.high[byte - 0x80];
 }
 
-// Bytes that end a plain run of a value: '&', '<', any byte with the top
-// bit set, and the terminator ('"' in attributes, '<' in element text).
-struct StopTable {
-    bool quote[256] = {};
-    bool text[256] = {};
-    constexpr StopTable() {
-        for (int b = 0x80; b < 256; ++b) quote[b] = text[b] = true;
-        quote['&'] = text['&'] = true;
-        quote['<'] = text['<'] = true;
-        quote['"'] = true;
-    }
-};
-constexpr StopTable kStop;
+// Bytes loaded past the zero byte that ends the document.
+constexpr std::uint64_t kPadding = 16;
 
-// Moves, sixteen bytes at a time, to the first byte that ends a plain run
-// ('&', '<', the terminator, a byte with the top bit set); within the last
-// sixteen bytes the caller's byte loop goes on. Never reads at or past
-// `length`.
-inline std::uint32_t SkipPlain(const char* buffer, std::uint32_t pos, std::uint32_t length,
-                               char terminator) {
-#if defined(__SSE2__)
-    const __m128i amp = _mm_set1_epi8('&');
-    const __m128i lt = _mm_set1_epi8('<');
-    const __m128i end = _mm_set1_epi8(terminator);
-    while (length - pos >= 16) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
-        __m128i stop = _mm_or_si128(_mm_cmpeq_epi8(bytes, amp), _mm_cmpeq_epi8(bytes, lt));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, end));
-        const int mask = _mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes);
-        if (mask != 0) return pos + static_cast<std::uint32_t>(__builtin_ctz(mask));
-        pos += 16;
-    }
-#else
-    (void)buffer;
-    (void)length;
-    (void)terminator;
-#endif
-    return pos;
-}
+// Units a value may need beyond one per byte of its plain span: the block
+// store of an ASCII run writes sixteen, and a sequence may run past a stop.
+constexpr std::size_t kValueSlack = 32;
 
 inline bool IsNameByte(unsigned char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
@@ -127,14 +95,19 @@ void CXMLFileInStream::Close() {
     pos = 0;
 }
 
-bool CXMLFileInStream::Load(const char* data, std::uint64_t size) {
+bool CXMLFileInStream::Allocate(std::uint64_t size) {
     if (size >= UINT32_MAX) return false;
-    buffer = static_cast<char*>(std::malloc(size + 1));
+    buffer = static_cast<char*>(std::malloc(size + 1 + kPadding));
     if (buffer == nullptr) return false;
-    if (size != 0) std::memcpy(buffer, data, size);
-    buffer[size] = 0;
+    std::memset(buffer + size, 0, 1 + kPadding);
     length = static_cast<std::uint32_t>(size);
     pos = 0;
+    return true;
+}
+
+bool CXMLFileInStream::Load(const char* data, std::uint64_t size) {
+    if (!Allocate(size)) return false;
+    if (size != 0) std::memcpy(buffer, data, size);
     return true;
 }
 
@@ -154,12 +127,10 @@ int CXMLFileInStream::Open(const char16_t* path) {
     int fd = ::open(tarvex::ToUtf8(std::u16string_view(path)).c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return 0;
     struct stat info;
-    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) &&
-              static_cast<std::uint64_t>(info.st_size) < UINT32_MAX;
+    bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
     if (ok) {
         std::uint64_t size = static_cast<std::uint64_t>(info.st_size);
-        buffer = static_cast<char*>(std::malloc(size + 1));
-        ok = buffer != nullptr;
+        ok = Allocate(size);
         std::uint64_t got = 0;
         while (ok && got < size) {
             ssize_t n = ::read(fd, buffer + got, size - got);
@@ -167,8 +138,8 @@ int CXMLFileInStream::Open(const char16_t* path) {
             if (n <= 0) break; // the file shrank: keep what was read
             got += static_cast<std::uint64_t>(n);
         }
-        if (ok) {
-            buffer[got] = 0;
+        if (ok && got < size) {
+            std::memset(buffer + got, 0, 1 + kPadding);
             length = static_cast<std::uint32_t>(got);
         }
     }
@@ -286,10 +257,12 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
         if (ReadValueRaw('"') == eReadError) return eReadError;
-        nameWide.resize(token.size());
-        for (std::size_t i = 0; i < token.size(); ++i)
-            nameWide[i] = FromAnsi(static_cast<unsigned char>(token[i]));
-        attrs.AddAttr(std::u16string_view(nameWide), std::u16string_view(valueBuffer));
+        // Filled in place: the attribute of the same place in the last tag
+        // usually has this name already, and its value has the room.
+        CXMLAttr* attr = attrs.NextSpare();
+        Widen(token, attr->name);
+        CXMLAttr::Assign(attr->value, Value());
+        attrs.AddSpare(attr);
     }
 }
 
@@ -323,12 +296,7 @@ bool CXMLFileInStream::IsCDataAppeared() {
     return At("<![CDATA[", 9);
 }
 
-void CXMLFileInStream::AppendByte(unsigned char byte) {
-    valueBuffer.push_back(FromAnsi(byte));
-}
-
-// The cursor stands on '&'.
-void CXMLFileInStream::AppendEntity() {
+char16_t CXMLFileInStream::ReadEntity() {
     static const struct {
         const char* text;
         std::uint32_t size;
@@ -336,9 +304,8 @@ void CXMLFileInStream::AppendEntity() {
     } kEntities[] = {{"&amp;", 5, u'&'}, {"&lt;", 4, u'<'}, {"&gt;", 4, u'>'}, {"&quot;", 6, u'"'}};
     for (const auto& entity : kEntities) {
         if (At(entity.text, entity.size)) {
-            valueBuffer.push_back(entity.ch);
             pos += entity.size;
-            return;
+            return entity.ch;
         }
     }
     if (At("&#x", 3)) {
@@ -350,23 +317,20 @@ void CXMLFileInStream::AppendEntity() {
         for (int value; at < length && (value = HexValue(buffer[at])) >= 0; ++at, ++digits)
             code = ((code << 4) | static_cast<std::uint32_t>(value)) & 0xFFFF;
         if (digits > 0 && at < length && buffer[at] == ';') {
-            valueBuffer.push_back(static_cast<char16_t>(code));
             pos = at + 1;
-            return;
+            return static_cast<char16_t>(code);
         }
     }
     // Any other entity: a '?', and the cursor stops on the next ';' (or the
     // end), which is then read as text.
-    valueBuffer.push_back(u'?');
     const void* semicolon = std::memchr(buffer + pos, ';', length - pos);
     pos = semicolon != nullptr
               ? static_cast<std::uint32_t>(static_cast<const char*>(semicolon) - buffer)
               : length;
+    return u'?';
 }
 
-// The cursor stands on a byte with the top bit set; false when the sequence
-// would pass the end of the data.
-bool CXMLFileInStream::AppendUtf8() {
+bool CXMLFileInStream::ReadUtf8(char16_t& unit) {
     unsigned char lead = static_cast<unsigned char>(buffer[pos]);
     int count = 0;
     while (count < 8 && (lead & (0x80 >> count)) != 0) ++count;
@@ -380,103 +344,136 @@ bool CXMLFileInStream::AppendUtf8() {
     // A lone continuation byte, a sequence longer than four bytes and any
     // character beyond the basic plane have no single 16-bit form.
     if (count == 1 || count > 4 || code > 0xFFFF) code = 0xFFFD;
-    valueBuffer.push_back(static_cast<char16_t>(code));
+    unit = static_cast<char16_t>(code);
     pos += count;
     return true;
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadValue(CString& value, char terminator) {
     eReadStatus status = ReadValueRaw(terminator);
-    value = CString(std::u16string_view(valueBuffer));
+    CXMLAttr::Assign(value, Value());
     return status;
 }
 
-CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
-    valueBuffer.clear();
-    eReadStatus status = eReadOpen;
-    while (pos < length) {
-        // Plain ASCII runs go in one step.
-        std::uint32_t start = pos;
-        if (terminator == '"' || terminator == '<') {
-            // The buffer ends in a zero byte, which does not stop the run:
-            // the length bounds it.
-            const bool* stop = terminator == '"' ? kStop.quote : kStop.text;
-            pos = SkipPlain(buffer, pos, length, terminator);
-            while (pos < length && !stop[static_cast<unsigned char>(buffer[pos])]) ++pos;
-        } else {
-            while (pos < length) {
-                unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-                if (byte >= 0x80 || byte == '&' || byte == '<' ||
-                    byte == static_cast<unsigned char>(terminator))
-                    break;
-                ++pos;
-            }
+char16_t* CXMLFileInStream::GrowValue(std::size_t n) {
+    std::size_t capacity = valueCapacity < 64 ? 64 : valueCapacity * 2;
+    if (capacity - valueLength < n) capacity = valueLength + n;
+    std::unique_ptr<char16_t[]> grown(new char16_t[capacity]);
+    if (valueLength != 0)
+        std::memcpy(grown.get(), valueChars.get(), valueLength * sizeof(char16_t));
+    valueChars = std::move(grown);
+    valueCapacity = capacity;
+    return valueChars.get() + valueLength;
+}
+
+std::uint32_t CXMLFileInStream::FindStop(char terminator) const {
+    std::uint32_t at = pos;
+#if defined(__SSE2__)
+    // The padding after the data makes every load from before `length` safe;
+    // a match in it is cut back to `length`.
+    const __m128i lt = _mm_set1_epi8('<');
+    const __m128i end = _mm_set1_epi8(terminator);
+    while (at < length) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + at));
+        const int mask =
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(bytes, lt), _mm_cmpeq_epi8(bytes, end)));
+        if (mask != 0) {
+            at += static_cast<std::uint32_t>(__builtin_ctz(mask));
+            return at < length ? at : length;
         }
-        if (pos != start) {
-            std::size_t old = valueBuffer.size();
-            valueBuffer.resize(old + (pos - start));
-            char16_t* out = valueBuffer.data() + old;
-            for (std::uint32_t i = start; i < pos; ++i)
-                *out++ = static_cast<unsigned char>(buffer[i]);
-        }
-        if (pos >= length) break;
-        unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-        if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
-            ++pos;
-            status = eReadClose;
-            break;
-        }
-        if (byte == '<') {
-            if (terminator != '<') {
-                status = eReadError;
-                break;
-            }
-            if (IsCDataAppeared()) {
-                pos += 9;
-                return ReadCDATA();
-            }
-            break; // the cursor stays on '<'
-        }
-        if (byte == '&') {
-            AppendEntity();
-        } else if (utf8 && (byte & 0xE0) == 0xC0 && pos + 1 < length) {
-            // Two-byte sequences (Cyrillic text) in a run of their own,
-            // measured first so the buffer grows once.
-            std::uint32_t end = pos;
-            do {
-                end += 2;
-            } while (end + 1 < length && (buffer[end] & 0xE0) == 0xC0);
-            const std::size_t old = valueBuffer.size();
-            valueBuffer.resize(old + (end - pos) / 2);
-            char16_t* out = valueBuffer.data() + old;
-            for (; pos < end; pos += 2)
-                *out++ =
-                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
-        } else if (!utf8) {
-            AppendByte(byte);
-            ++pos;
-        } else if (!AppendUtf8()) {
-            status = eReadError;
-            break;
-        }
+        at += 16;
     }
-    return status;
+    return length;
+#else
+    while (at < length && buffer[at] != '<' && buffer[at] != terminator) ++at;
+    return at;
+#endif
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
+    valueLength = 0;
+    for (;;) {
+        // No byte before the stop ends the value, and none of them gives
+        // more than one unit; an entity or a sequence may carry the cursor
+        // past the stop, and the stop is then looked for again.
+        const std::uint32_t stop = FindStop(terminator);
+        char16_t* const first = ValueRoom(stop - pos + kValueSlack);
+        char16_t* out = first;
+        while (pos < stop) {
+#if defined(__SSE2__)
+            // ASCII sixteen bytes at a time, widened in one store; the run
+            // ends at '&' or at a byte with the top bit set.
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
+            const __m128i zero = _mm_setzero_si128();
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
+            const int mask = _mm_movemask_epi8(bytes) |
+                             _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('&')));
+            std::uint32_t run = mask != 0 ? static_cast<std::uint32_t>(__builtin_ctz(mask)) : 16;
+            if (run > stop - pos) run = stop - pos;
+            out += run;
+            pos += run;
+            if (run == 16 || pos == stop) continue;
+#else
+            if (static_cast<unsigned char>(buffer[pos]) < 0x80 && buffer[pos] != '&') {
+                *out++ = static_cast<unsigned char>(buffer[pos++]);
+                continue;
+            }
+#endif
+            const unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+            if (byte == '&') {
+                *out++ = ReadEntity();
+            } else if (!utf8) {
+                *out++ = FromAnsi(byte);
+                ++pos;
+            } else if ((byte & 0xE0) == 0xC0 && pos + 1 < stop) {
+                // Two-byte sequences (Cyrillic) in a loop of their own.
+                do {
+                    *out++ =
+                        static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
+                    pos += 2;
+                } while (pos + 1 < stop && (buffer[pos] & 0xE0) == 0xC0);
+            } else if (!ReadUtf8(*out++)) {
+                valueLength += static_cast<std::size_t>(out - 1 - first);
+                return eReadError;
+            }
+        }
+        valueLength += static_cast<std::size_t>(out - first);
+        if (pos > stop) continue;
+        if (pos >= length) return eReadOpen;
+        // The cursor stands on the stop: the terminator or '<'.
+        if (terminator != '<' && buffer[pos] == terminator) {
+            ++pos;
+            return eReadClose;
+        }
+        if (terminator != '<') return eReadError;
+        if (IsCDataAppeared()) {
+            pos += 9;
+            return ReadCDATA();
+        }
+        return eReadOpen; // the cursor stays on '<'
+    }
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA() {
     std::uint32_t start = pos;
     const char* end = static_cast<const char*>(memmem(buffer + pos, length - pos, "]]>", 3));
     if (end == nullptr || std::memchr(buffer + start, 0, end - (buffer + start)) != nullptr) {
-        pos = length;
+        pos = length; // what was read before the section stays
         return eReadError;
     }
     std::string_view bytes(buffer + start, static_cast<std::size_t>(end - (buffer + start)));
-    valueBuffer.clear();
+    valueLength = 0;
     if (utf8) {
         CString text = tarvex::FromUtf8(bytes);
-        valueBuffer.assign(text.View());
+        char16_t* out = ValueRoom(static_cast<std::size_t>(text.GetLength()));
+        if (text.GetLength() != 0)
+            std::memcpy(out, text.GetString(), text.GetLength() * sizeof(char16_t));
+        valueLength = static_cast<std::size_t>(text.GetLength());
     } else {
-        for (char byte : bytes) AppendByte(static_cast<unsigned char>(byte));
+        char16_t* out = ValueRoom(bytes.size());
+        for (char byte : bytes) *out++ = FromAnsi(static_cast<unsigned char>(byte));
+        valueLength = bytes.size();
     }
     pos = static_cast<std::uint32_t>(end - buffer) + 3;
     SkipSpace();

@@ -4,7 +4,35 @@
 #include <cstring>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "tarvex/core/exceptions.h"
+
+namespace {
+
+// A text up to its first NUL, as the text writers take it. A CString knows
+// its length, so only a NUL inside it is looked for, eight units at a time.
+std::size_t TextLength(const CString& text) {
+    const char16_t* chars = text.GetString();
+    const std::size_t length = static_cast<std::size_t>(text.GetLength());
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= length; i += 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chars + i));
+        if (const int mask = _mm_movemask_epi8(_mm_cmpeq_epi16(units, zero)); mask != 0)
+            return i + static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
+    }
+#endif
+    for (; i < length; ++i) {
+        if (chars[i] == 0) return i;
+    }
+    return length;
+}
+
+} // namespace
 
 void CXMLOutStreamBase::OLEDateTimeToStr(const COleDateTime& value, CString& text) {
     text.Empty();
@@ -144,9 +172,8 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
         const CXMLAttr* attr = attrs->GetAttr(i);
         const char16_t* name = attr->GetName();
         const char16_t* value = attr->GetValue();
-        // Up to the first NUL, as the text writers take them.
-        const std::size_t nameLength = std::char_traits<char16_t>::length(name);
-        const std::size_t valueLength = std::char_traits<char16_t>::length(value);
+        const std::size_t nameLength = TextLength(attr->GetName());
+        const std::size_t valueLength = TextLength(attr->GetValue());
         if (!known || nameLength > 4096 || valueLength > 4096) {
             PutMarkup(" ", 1);
             PutText(name, nameLength, stream->xmlSymbols, false);
