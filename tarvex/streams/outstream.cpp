@@ -156,6 +156,93 @@ inline bool AsciiBlock(const char16_t* text, char* out, bool escape, bool quotes
 #endif
 }
 
+// Lanes of eight units that cannot be copied as one byte each: 0x80 and
+// above, the escaped characters when `escape` is set, NUL when `nul` is.
+// Two mask bits a lane.
+inline int SpecialLanes(const char16_t* text, bool escape, bool quotes, bool nul) {
+#if defined(__SSE2__)
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    const __m128i zero = _mm_setzero_si128();
+    __m128i bad = _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-128)), zero);
+    bad = _mm_xor_si128(bad, _mm_set1_epi16(-1));
+    if (escape) {
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('&')));
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('<')));
+        bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('>')));
+        if (quotes) bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, _mm_set1_epi16('"')));
+    }
+    if (nul) bad = _mm_or_si128(bad, _mm_cmpeq_epi16(units, zero));
+    return _mm_movemask_epi8(bad);
+#else
+    int mask = 0;
+    for (int k = 0; k < 8; ++k) {
+        const char16_t ch = text[k];
+        if (ch >= 0x80 || (escape && NeedsEntity(ch, quotes)) || (nul && ch == 0))
+            mask |= 3 << (2 * k);
+    }
+    return mask;
+#endif
+}
+
+// Stores the low bytes of eight units.
+inline void StoreBytes(const char16_t* text, char* out) {
+#if defined(__SSE2__)
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out),
+                     _mm_packus_epi16(_mm_and_si128(units, _mm_set1_epi16(0xFF)), units));
+#else
+    for (int k = 0; k < 8; ++k) out[k] = static_cast<char>(text[k]);
+#endif
+}
+
+// UTF-8 of `count` units, stopping early at a NUL when `nul` is set. Blocks
+// of eight are stored whole and the cursor moves over their plain leading
+// units, so a short ASCII run between Cyrillic words also goes in one step;
+// `out` has room for twelve bytes a unit, which covers the block overhang.
+inline std::size_t EncodeUtf8(char* out, const char16_t* text, std::size_t count, bool escape,
+                              bool quotes, bool nul) {
+    char* p = out;
+    std::size_t i = 0;
+    while (i < count) {
+        if (count - i >= 8) {
+            const int mask = SpecialLanes(text + i, escape, quotes, nul);
+            StoreBytes(text + i, p);
+            const std::size_t plain =
+                mask == 0 ? 8 : static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
+            p += plain;
+            i += plain;
+            if (plain == 8) continue;
+        }
+        char16_t ch = text[i];
+        if (ch < 0x80) {
+            if (ch == 0 && nul) break;
+            if (escape && NeedsEntity(ch, quotes)) {
+                unsigned int entityLength = 0;
+                const char* entity = Entity(ch, true, entityLength);
+                std::memcpy(p, entity, entityLength);
+                p += entityLength;
+            } else {
+                *p++ = static_cast<char>(ch);
+            }
+            ++i;
+            continue;
+        }
+        // Two-byte characters (Cyrillic) in a loop of their own.
+        while (ch >= 0x80 && ch < 0x800) {
+            p[0] = static_cast<char>(0xC0 | (ch >> 6));
+            p[1] = static_cast<char>(0x80 | (ch & 0x3F));
+            p += 2;
+            if (++i == count) break;
+            ch = text[i];
+        }
+        if (i < count && ch >= 0x800) {
+            p += Utf8Unit(ch, p);
+            ++i;
+        }
+    }
+    return static_cast<std::size_t>(p - out);
+}
+
 // Characters encoded per step of writeText: the scratch buffer holds the
 // worst case of every one of them.
 constexpr std::size_t kChunk = 512;
@@ -167,8 +254,9 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
     char* p = out;
     switch (encoding) {
     case eEncodingUTF8:
+        p += EncodeUtf8(p, text, count, escape, quotes, false);
+        break;
     case eEncodingAnsi: {
-        const bool utf8 = encoding == eEncodingUTF8;
         std::size_t i = 0;
         while (i < count) {
             // Eight plain ASCII characters at a time.
@@ -177,33 +265,16 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
                 p += 8;
             }
             if (i == count) break;
-            char16_t ch = text[i];
-            if (ch < 0x80) {
-                if (escape && NeedsEntity(ch, quotes)) {
-                    unsigned int entityLength = 0;
-                    const char* entity = Entity(ch, true, entityLength);
-                    std::memcpy(p, entity, entityLength);
-                    p += entityLength;
-                } else {
-                    *p++ = static_cast<char>(ch);
-                }
-                ++i;
-            } else if (utf8) {
-                // Two-byte characters (Cyrillic) in a loop of their own.
-                while (ch >= 0x80 && ch < 0x800) {
-                    p[0] = static_cast<char>(0xC0 | (ch >> 6));
-                    p[1] = static_cast<char>(0x80 | (ch & 0x3F));
-                    p += 2;
-                    if (++i == count) break;
-                    ch = text[i];
-                }
-                if (i < count && ch >= 0x800) {
-                    p += Utf8Unit(ch, p);
-                    ++i;
-                }
-            } else {
+            const char16_t ch = text[i++];
+            if (ch >= 0x80) {
                 p += AnsiUnit(ch, p);
-                ++i;
+            } else if (escape && NeedsEntity(ch, quotes)) {
+                unsigned int entityLength = 0;
+                const char* entity = Entity(ch, true, entityLength);
+                std::memcpy(p, entity, entityLength);
+                p += entityLength;
+            } else {
+                *p++ = static_cast<char>(ch);
             }
         }
         break;
@@ -232,6 +303,13 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
         break; // an unknown encoding writes nothing
     }
     return static_cast<std::size_t>(p - out);
+}
+
+std::size_t COutStream::encodeUntilNul(char* out, const char16_t* text, std::size_t count,
+                                       bool escape, bool quotes) const {
+    if (encoding == eEncodingUTF8) return EncodeUtf8(out, text, count, escape, quotes, true);
+    const std::size_t length = std::char_traits<char16_t>::length(text);
+    return encode(out, text, length < count ? length : count, escape, quotes);
 }
 
 void COutStream::writeText(const char16_t* text, std::uint64_t count, bool escape) {

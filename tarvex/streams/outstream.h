@@ -84,6 +84,10 @@ private:
     // character. Answers the number of bytes.
     std::size_t encode(char* out, const char16_t* text, std::size_t count, bool escape,
                        bool quotes) const;
+    // The same for a terminated text of at most `count` units, up to its
+    // first NUL.
+    std::size_t encodeUntilNul(char* out, const char16_t* text, std::size_t count, bool escape,
+                               bool quotes) const;
 
     EStreamEncoding encoding;
     bool cvtQuota = false;

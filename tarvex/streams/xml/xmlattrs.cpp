@@ -59,6 +59,18 @@ void CXMLAttrs::AddSpare(CXMLAttr* attr) {
     Append(attr);
 }
 
+void CXMLAttrs::Truncate(std::int64_t count) {
+    for (std::int64_t i = attrs.GetLength() - 1; i >= count; --i) spare.Add(attrs[i]);
+    attrs.TArrayTemplate<CXMLAttr*>::Grow(count); // shorter: the pointers moved to `spare`
+    if (sorted.IsEmpty()) return;
+    sorted.Clear();
+    if (count > kScanned) {
+        for (std::int64_t i = 0; i < count; ++i) sorted.Add(attrs[i]);
+        std::sort(sorted.GetData(), sorted.GetData() + count,
+                  [](const CXMLAttr* a, const CXMLAttr* b) { return *a < *b; });
+    }
+}
+
 void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
     // A writer that refills one set names its attributes with the same
     // shared strings every time: the same buffer is the same name.

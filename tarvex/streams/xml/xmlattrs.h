@@ -113,6 +113,9 @@ private:
     // Adds the attribute NextSpare gave, its name and value filled in. A
     // name already present takes the value and the spare stays spare.
     void AddSpare(CXMLAttr* attr);
+    // Keeps the first `count` attributes; the rest become spares, the
+    // earliest on top.
+    void Truncate(std::int64_t count);
 
     CIndirectArray<CXMLAttr> attrs;
     CIndirectArray<CXMLAttr> sorted; // empty while a scan serves

@@ -40,13 +40,27 @@ inline char16_t FromAnsi(unsigned char byte) {
 // Bytes loaded past the zero byte that ends the document.
 constexpr std::uint64_t kPadding = 16;
 
-// Units a value may need beyond one per byte of its plain span: the block
-// store of an ASCII run writes sixteen, and a sequence may run past a stop.
+// Room a step of value reading needs: a block store writes sixteen units.
 constexpr std::size_t kValueSlack = 32;
 
+// Bytes of tag names (ASCII letters, digits, '_' and ':'), and bytes that
+// end a token (white space and controls, and & - < = > ?).
+struct ByteClasses {
+    bool name[256] = {};
+    bool tokenEnd[256] = {};
+    constexpr ByteClasses() {
+        for (int b = 'a'; b <= 'z'; ++b) name[b] = true;
+        for (int b = 'A'; b <= 'Z'; ++b) name[b] = true;
+        for (int b = '0'; b <= '9'; ++b) name[b] = true;
+        name['_'] = name[':'] = true;
+        for (int b = 0; b < 33; ++b) tokenEnd[b] = true;
+        for (unsigned char b : {'&', '-', '<', '=', '>', '?'}) tokenEnd[b] = true;
+    }
+};
+constexpr ByteClasses kBytes;
+
 inline bool IsNameByte(unsigned char byte) {
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= '0' && byte <= '9') || byte == '_' || byte == ':';
+    return kBytes.name[byte];
 }
 
 inline int HexValue(unsigned char byte) {
@@ -58,14 +72,22 @@ inline int HexValue(unsigned char byte) {
 
 // Names are ASCII in every document of the system; other bytes go through
 // the ANSI code page.
-void Widen(std::string_view bytes, CString& out) {
-    // Tags of one name follow each other: an equal name is left as it is.
-    if (static_cast<std::size_t>(out.GetLength()) == bytes.size()) {
-        const char16_t* old = out.GetString();
-        std::size_t i = 0;
-        while (i < bytes.size() && old[i] == FromAnsi(static_cast<unsigned char>(bytes[i]))) ++i;
-        if (i == bytes.size()) return;
+// Whether `name` is the widening of ASCII `bytes`. Other bytes never
+// match, so such a name is widened again: the same text in the end.
+inline bool SameName(std::string_view bytes, const CString& name) {
+    if (static_cast<std::size_t>(name.GetLength()) != bytes.size()) return false;
+    const char16_t* chars = name.GetString();
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (chars[i] != static_cast<unsigned char>(bytes[i]) ||
+            static_cast<unsigned char>(bytes[i]) >= 0x80)
+            return false;
     }
+    return true;
+}
+
+inline void Widen(std::string_view bytes, CString& out) {
+    // Tags of one name follow each other: an equal name is left as it is.
+    if (SameName(bytes, out)) return;
     char16_t* p = out.GetBufferSetLength(static_cast<int>(bytes.size()));
     for (unsigned char byte : bytes) *p++ = FromAnsi(byte);
     out.ReleaseBuffer(static_cast<int>(bytes.size()));
@@ -199,13 +221,7 @@ void CXMLFileInStream::SkipComment() {
 
 std::string_view CXMLFileInStream::ReadToken() {
     std::uint32_t start = pos;
-    while (pos < length) {
-        unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-        if (byte < 33 || byte == '&' || byte == '-' || byte == '<' || byte == '=' || byte == '>' ||
-            byte == '?')
-            break;
-        ++pos;
-    }
+    while (pos < length && !kBytes.tokenEnd[static_cast<unsigned char>(buffer[pos])]) ++pos;
     return std::string_view(buffer + start, pos - start);
 }
 
@@ -233,7 +249,24 @@ bool CXMLFileInStream::ReadSignature() {
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
-    attrs.Flush();
+    // Tags of one kind follow each other with the same names in the same
+    // order. While they do, the attributes of the last tag are refilled in
+    // place: a name that matches the one at its place cannot repeat an
+    // earlier one, since the last tag's names were all different. From the
+    // first difference on, the rest are dropped and names are added as new.
+    std::int64_t kept = attrs.GetCount();
+    if (kept > CXMLAttrs::kScanned) {
+        attrs.Flush();
+        kept = 0;
+    }
+    std::int64_t count = 0;
+    const eReadStatus status = ParseAttributeList(attrs, kept, count);
+    if (count < kept) attrs.Truncate(count);
+    return status;
+}
+
+CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept,
+                                                               std::int64_t& count) {
     for (;;) {
         SkipSpace();
         if (pos >= length) return eReadError;
@@ -257,12 +290,23 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
         if (ReadValueRaw('"') == eReadError) return eReadError;
-        // Filled in place: the attribute of the same place in the last tag
-        // usually has this name already, and its value has the room.
+        if (count < kept) {
+            CXMLAttr* attr = attrs.attrs[count];
+            if (SameName(token, attr->name)) {
+                CXMLAttr::Assign(attr->value, Value());
+                ++count;
+                continue;
+            }
+            attrs.Truncate(count);
+            kept = count;
+        }
+        // A new name: the spare on top was the attribute at this place in
+        // an earlier tag, so it usually has this name already.
         CXMLAttr* attr = attrs.NextSpare();
         Widen(token, attr->name);
         CXMLAttr::Assign(attr->value, Value());
         attrs.AddSpare(attr);
+        count = attrs.GetCount();
     }
 }
 
@@ -366,93 +410,75 @@ char16_t* CXMLFileInStream::GrowValue(std::size_t n) {
     return valueChars.get() + valueLength;
 }
 
-std::uint32_t CXMLFileInStream::FindStop(char terminator) const {
-    std::uint32_t at = pos;
-#if defined(__SSE2__)
-    // The padding after the data makes every load from before `length` safe;
-    // a match in it is cut back to `length`.
-    const __m128i lt = _mm_set1_epi8('<');
-    const __m128i end = _mm_set1_epi8(terminator);
-    while (at < length) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + at));
-        const int mask =
-            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(bytes, lt), _mm_cmpeq_epi8(bytes, end)));
-        if (mask != 0) {
-            at += static_cast<std::uint32_t>(__builtin_ctz(mask));
-            return at < length ? at : length;
-        }
-        at += 16;
-    }
-    return length;
-#else
-    while (at < length && buffer[at] != '<' && buffer[at] != terminator) ++at;
-    return at;
-#endif
-}
-
 CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
     valueLength = 0;
+    char16_t* out = ValueRoom(kValueSlack);
+    // Every step writes at most kValueSlack units before the room is
+    // looked at again.
+    char16_t* limit = valueChars.get() + valueCapacity - kValueSlack;
     for (;;) {
-        // No byte before the stop ends the value, and none of them gives
-        // more than one unit; an entity or a sequence may carry the cursor
-        // past the stop, and the stop is then looked for again.
-        const std::uint32_t stop = FindStop(terminator);
-        char16_t* const first = ValueRoom(stop - pos + kValueSlack);
-        char16_t* out = first;
-        while (pos < stop) {
-#if defined(__SSE2__)
-            // ASCII sixteen bytes at a time, widened in one store; the run
-            // ends at '&' or at a byte with the top bit set.
-            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
-            const __m128i zero = _mm_setzero_si128();
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
-            const int mask = _mm_movemask_epi8(bytes) |
-                             _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('&')));
-            std::uint32_t run = mask != 0 ? static_cast<std::uint32_t>(__builtin_ctz(mask)) : 16;
-            if (run > stop - pos) run = stop - pos;
-            out += run;
-            pos += run;
-            if (run == 16 || pos == stop) continue;
-#else
-            if (static_cast<unsigned char>(buffer[pos]) < 0x80 && buffer[pos] != '&') {
-                *out++ = static_cast<unsigned char>(buffer[pos++]);
-                continue;
-            }
-#endif
-            const unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-            if (byte == '&') {
-                *out++ = ReadEntity();
-            } else if (!utf8) {
-                *out++ = FromAnsi(byte);
-                ++pos;
-            } else if ((byte & 0xE0) == 0xC0 && pos + 1 < stop) {
-                // Two-byte sequences (Cyrillic) in a loop of their own.
-                do {
-                    *out++ =
-                        static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
-                    pos += 2;
-                } while (pos + 1 < stop && (buffer[pos] & 0xE0) == 0xC0);
-            } else if (!ReadUtf8(*out++)) {
-                valueLength += static_cast<std::size_t>(out - 1 - first);
-                return eReadError;
-            }
+        if (out > limit) {
+            valueLength = static_cast<std::size_t>(out - valueChars.get());
+            out = GrowValue(kValueSlack);
+            limit = valueChars.get() + valueCapacity - kValueSlack;
         }
-        valueLength += static_cast<std::size_t>(out - first);
-        if (pos > stop) continue;
-        if (pos >= length) return eReadOpen;
-        // The cursor stands on the stop: the terminator or '<'.
-        if (terminator != '<' && buffer[pos] == terminator) {
+        if (pos >= length) break; // the end of the data ends the value
+#if defined(__SSE2__)
+        // Sixteen bytes widened in one store; the cursor moves over the plain
+        // ones. The padding after the data makes the load safe, and the
+        // run is cut back to the end of the data.
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
+        const __m128i zero = _mm_setzero_si128();
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
+        __m128i stop = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('&')),
+                                    _mm_cmpeq_epi8(bytes, _mm_set1_epi8('<')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(terminator)));
+        const int mask = _mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes);
+        std::uint32_t run = mask != 0 ? static_cast<std::uint32_t>(__builtin_ctz(mask)) : 16;
+        if (run > length - pos) run = length - pos;
+        out += run;
+        pos += run;
+        if (run == 16 || pos >= length) continue;
+#endif
+        const unsigned char byte = static_cast<unsigned char>(buffer[pos]);
+        if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
             ++pos;
+            valueLength = static_cast<std::size_t>(out - valueChars.get());
             return eReadClose;
         }
-        if (terminator != '<') return eReadError;
-        if (IsCDataAppeared()) {
-            pos += 9;
-            return ReadCDATA();
+        if (byte == '<') {
+            valueLength = static_cast<std::size_t>(out - valueChars.get());
+            if (terminator != '<') return eReadError;
+            if (IsCDataAppeared()) {
+                pos += 9;
+                return ReadCDATA();
+            }
+            return eReadOpen; // the cursor stays on '<'
         }
-        return eReadOpen; // the cursor stays on '<'
+        if (byte == '&') {
+            *out++ = ReadEntity();
+        } else if (byte < 0x80) {
+            *out++ = byte;
+            ++pos;
+        } else if (!utf8) {
+            *out++ = FromAnsi(byte);
+            ++pos;
+        } else if ((byte & 0xE0) == 0xC0 && pos + 1 < length) {
+            // Two-byte sequences (Cyrillic) in a loop of their own.
+            const char16_t* const full = limit + kValueSlack - 1;
+            do {
+                *out++ =
+                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
+                pos += 2;
+            } while (pos + 1 < length && (buffer[pos] & 0xE0) == 0xC0 && out < full);
+        } else if (!ReadUtf8(*out++)) {
+            valueLength = static_cast<std::size_t>(out - 1 - valueChars.get());
+            return eReadError;
+        }
     }
+    valueLength = static_cast<std::size_t>(out - valueChars.get());
+    return eReadOpen;
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA() {

@@ -83,10 +83,11 @@ private:
     bool Allocate(std::uint64_t size);
     bool ReadSignature();
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
+    // The attributes up to the end of the tag. The first `kept` of `attrs`
+    // are the last tag's; `count` receives how many are this tag's.
+    eReadStatus ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept, std::int64_t& count);
     eReadStatus ReadValueRaw(char terminator); // into the value buffer
     eReadStatus ReadCDATA();
-    // The first '<' or `terminator` from the cursor on, or `length`.
-    std::uint32_t FindStop(char terminator) const;
     // Room for `n` more units after the value read so far.
     char16_t* ValueRoom(std::size_t n) {
         return valueCapacity - valueLength >= n ? valueChars.get() + valueLength : GrowValue(n);

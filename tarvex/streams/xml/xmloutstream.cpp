@@ -172,9 +172,13 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
         const CXMLAttr* attr = attrs->GetAttr(i);
         const char16_t* name = attr->GetName();
         const char16_t* value = attr->GetValue();
-        const std::size_t nameLength = TextLength(attr->GetName());
-        const std::size_t valueLength = TextLength(attr->GetValue());
+        // Texts are taken up to their first NUL, as the text writers take
+        // them; the encoder stops there by itself.
+        std::size_t nameLength = static_cast<std::size_t>(attr->GetName().GetLength());
+        std::size_t valueLength = static_cast<std::size_t>(attr->GetValue().GetLength());
         if (!known || nameLength > 4096 || valueLength > 4096) {
+            nameLength = TextLength(attr->GetName());
+            valueLength = TextLength(attr->GetValue());
             PutMarkup(" ", 1);
             PutText(name, nameLength, stream->xmlSymbols, false);
             PutMarkup("=\"", 2);
@@ -185,9 +189,9 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
         // The whole attribute in one piece of room.
         char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 8);
         char* p = put(out, ' ');
-        p += stream->encode(p, name, nameLength, stream->xmlSymbols, false);
+        p += stream->encodeUntilNul(p, name, nameLength, stream->xmlSymbols, false);
         p = put(put(p, '='), '"');
-        p += stream->encode(p, value, valueLength, stream->xmlSymbols, true);
+        p += stream->encodeUntilNul(p, value, valueLength, stream->xmlSymbols, true);
         p = put(p, '"');
         pending.size += static_cast<std::size_t>(p - out);
     }
