@@ -416,69 +416,81 @@ CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
     // Every step writes at most kValueSlack units before the room is
     // looked at again.
     char16_t* limit = valueChars.get() + valueCapacity - kValueSlack;
+    // The block stores may alias anything: the cursor lives in a local and
+    // goes back to `pos` around the calls that read it.
+    const char* const data = buffer;
+    const std::uint32_t end = length;
+    std::uint32_t at = pos;
+#if defined(__SSE2__)
+    // Spread from a register: a byte stored and loaded back wide would stall.
+    const __m128i ends =
+        _mm_set1_epi32(static_cast<int>(0x01010101u * static_cast<unsigned char>(terminator)));
+#endif
+    const auto finish = [&](std::uint32_t cursor, char16_t* last, eReadStatus status) {
+        pos = cursor;
+        valueLength = static_cast<std::size_t>(last - valueChars.get());
+        return status;
+    };
     for (;;) {
         if (out > limit) {
             valueLength = static_cast<std::size_t>(out - valueChars.get());
             out = GrowValue(kValueSlack);
             limit = valueChars.get() + valueCapacity - kValueSlack;
         }
-        if (pos >= length) break; // the end of the data ends the value
+        if (at >= end) return finish(at, out, eReadOpen); // the end of the data ends the value
 #if defined(__SSE2__)
         // Sixteen bytes widened in one store; the cursor moves over the plain
         // ones. The padding after the data makes the load safe, and the
         // run is cut back to the end of the data.
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buffer + pos));
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
         const __m128i zero = _mm_setzero_si128();
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
         __m128i stop = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('&')),
                                     _mm_cmpeq_epi8(bytes, _mm_set1_epi8('<')));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(terminator)));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(bytes, ends));
         const int mask = _mm_movemask_epi8(stop) | _mm_movemask_epi8(bytes);
         std::uint32_t run = mask != 0 ? static_cast<std::uint32_t>(__builtin_ctz(mask)) : 16;
-        if (run > length - pos) run = length - pos;
+        if (run > end - at) run = end - at;
         out += run;
-        pos += run;
-        if (run == 16 || pos >= length) continue;
+        at += run;
+        if (run == 16 || at >= end) continue;
 #endif
-        const unsigned char byte = static_cast<unsigned char>(buffer[pos]);
-        if (byte == static_cast<unsigned char>(terminator) && byte != '<') {
-            ++pos;
-            valueLength = static_cast<std::size_t>(out - valueChars.get());
-            return eReadClose;
-        }
+        const unsigned char byte = static_cast<unsigned char>(data[at]);
+        if (byte == static_cast<unsigned char>(terminator) && byte != '<')
+            return finish(at + 1, out, eReadClose);
         if (byte == '<') {
-            valueLength = static_cast<std::size_t>(out - valueChars.get());
-            if (terminator != '<') return eReadError;
+            if (terminator != '<') return finish(at, out, eReadError);
+            finish(at, out, eReadOpen);
             if (IsCDataAppeared()) {
                 pos += 9;
                 return ReadCDATA();
             }
             return eReadOpen; // the cursor stays on '<'
         }
-        if (byte == '&') {
-            *out++ = ReadEntity();
-        } else if (byte < 0x80) {
+        if (byte < 0x80 && byte != '&') {
             *out++ = byte;
-            ++pos;
-        } else if (!utf8) {
-            *out++ = FromAnsi(byte);
-            ++pos;
-        } else if ((byte & 0xE0) == 0xC0 && pos + 1 < length) {
+            ++at;
+        } else if (byte >= 0x80 && utf8 && (byte & 0xE0) == 0xC0 && at + 1 < end) {
             // Two-byte sequences (Cyrillic) in a loop of their own.
             const char16_t* const full = limit + kValueSlack - 1;
             do {
-                *out++ =
-                    static_cast<char16_t>((buffer[pos] & 0x1F) << 6 | (buffer[pos + 1] & 0x3F));
-                pos += 2;
-            } while (pos + 1 < length && (buffer[pos] & 0xE0) == 0xC0 && out < full);
-        } else if (!ReadUtf8(*out++)) {
-            valueLength = static_cast<std::size_t>(out - 1 - valueChars.get());
-            return eReadError;
+                *out++ = static_cast<char16_t>((data[at] & 0x1F) << 6 | (data[at + 1] & 0x3F));
+                at += 2;
+            } while (at + 1 < end && (data[at] & 0xE0) == 0xC0 && out < full);
+        } else if (byte >= 0x80 && !utf8) {
+            *out++ = FromAnsi(byte);
+            ++at;
+        } else {
+            pos = at;
+            if (byte == '&') {
+                *out++ = ReadEntity();
+            } else if (!ReadUtf8(*out++)) {
+                return finish(pos, out - 1, eReadError);
+            }
+            at = pos;
         }
     }
-    valueLength = static_cast<std::size_t>(out - valueChars.get());
-    return eReadOpen;
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadCDATA() {
