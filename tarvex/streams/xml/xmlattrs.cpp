@@ -34,10 +34,8 @@ CXMLAttr* CXMLAttrs::Find(std::u16string_view name) const {
     return found >= 0 ? sorted[found] : nullptr;
 }
 
-void CXMLAttrs::Append(CXMLAttr* attr) {
-    attrs.Add(attr);
+void CXMLAttrs::Index(CXMLAttr* attr) {
     const std::int64_t count = attrs.GetLength();
-    if (count <= kScanned) return;
     if (count == kScanned + 1) {
         // The set outgrows the scan: sorted once, kept sorted from here on.
         for (std::int64_t i = 0; i < count; ++i) sorted.Add(attrs[i]);
@@ -51,6 +49,7 @@ void CXMLAttrs::Append(CXMLAttr* attr) {
 }
 
 void CXMLAttrs::AddSpare(CXMLAttr* attr) {
+    refills = 0;
     if (CXMLAttr* existing = Find(attr->name.View())) {
         std::swap(existing->value, attr->value);
         return;
@@ -60,6 +59,7 @@ void CXMLAttrs::AddSpare(CXMLAttr* attr) {
 }
 
 void CXMLAttrs::Truncate(std::int64_t count) {
+    refills = 0;
     for (std::int64_t i = attrs.GetLength() - 1; i >= count; --i) spare.Add(attrs[i]);
     attrs.TArrayTemplate<CXMLAttr*>::Grow(count); // shorter: the pointers moved to `spare`
     if (sorted.IsEmpty()) return;
@@ -72,6 +72,7 @@ void CXMLAttrs::Truncate(std::int64_t count) {
 }
 
 void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
+    refills = 0;
     // A writer that refills one set names its attributes with the same
     // shared strings every time: the same buffer is the same name.
     for (std::int64_t i = 0, n = attrs.GetLength() < 8 ? attrs.GetLength() : 8; i < n; ++i) {
@@ -87,7 +88,8 @@ void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
     Append(new CXMLAttr(name, value));
 }
 
-void CXMLAttrs::AddAttr(std::u16string_view name, std::u16string_view value) {
+void CXMLAttrs::AddNew(std::u16string_view name, std::u16string_view value) {
+    refills = 0;
     if (CXMLAttr* existing = Find(name)) {
         CXMLAttr::Assign(existing->value, value);
         return;

@@ -49,7 +49,7 @@ private:
 
 class CXMLAttrs : public CTarvexObject {
 public:
-    CXMLAttrs() : attrs(1, 16, true, -8), sorted(1, 16, false, -8), spare(0, 16, true, -8) {}
+    CXMLAttrs() : attrs(1, 16, true, -8), sorted(0, 16, false, -8), spare(0, 16, true, -8) {}
     CXMLAttrs(const CXMLAttrs&) = delete;
     CXMLAttrs& operator=(const CXMLAttrs&) = delete;
     ~CXMLAttrs() override = default;
@@ -58,7 +58,20 @@ public:
     void AddAttr(const CString& name, const CString& value);
     // The same, reusing the objects and buffers of flushed attributes: a
     // reader fills one set tag after tag without allocating.
-    void AddAttr(std::u16string_view name, std::u16string_view value);
+    void AddAttr(std::u16string_view name, std::u16string_view value) {
+        if (refills > 0) {
+            CXMLAttr* attr = spare.Last();
+            if (attr->name.View() == name) {
+                --refills;
+                CXMLAttr::Assign(attr->value, value);
+                spare.TArrayTemplate<CXMLAttr*>::DeleteLast(); // the pointer moves to `attrs`
+                Append(attr);
+                return;
+            }
+            refills = 0;
+        }
+        AddNew(name, value);
+    }
     void AddAttr(const char16_t* name, int value);
     void AddAttr(const char16_t* name, std::int64_t value);
     void AddAttr(const char16_t* name, bool value);
@@ -87,7 +100,8 @@ public:
     // on top, so a set refilled in the same order finds each name in place.
     void Flush() {
         if (!sorted.IsEmpty()) sorted.Clear();
-        for (std::int64_t i = attrs.GetLength() - 1; i >= 0; --i) spare.Add(attrs[i]);
+        refills = attrs.GetLength();
+        for (std::int64_t i = refills - 1; i >= 0; --i) spare.Add(attrs[i]);
         attrs.TArrayTemplate<CXMLAttr*>::Clear(); // the pointers moved to `spare`
     }
 
@@ -103,7 +117,14 @@ private:
     // where the name would go.
     std::int64_t Search(std::u16string_view name, std::int64_t& position) const;
     // A new name joins the arrival order (and the sorted view, once built).
-    void Append(CXMLAttr* attr);
+    void Append(CXMLAttr* attr) {
+        attrs.Add(attr);
+        if (attrs.GetLength() > kScanned) Index(attr);
+    }
+    // Puts the newest attribute in the sorted view, building it at first.
+    void Index(CXMLAttr* attr);
+    // AddAttr of a name that is not the next refill.
+    void AddNew(std::u16string_view name, std::u16string_view value);
     // The attribute the next add will reuse: the top of `spare`, which
     // keeps owning it until AddSpare.
     CXMLAttr* NextSpare() {
@@ -119,5 +140,10 @@ private:
 
     CIndirectArray<CXMLAttr> attrs;
     CIndirectArray<CXMLAttr> sorted; // empty while a scan serves
-    CIndirectArray<CXMLAttr> spare;  // flushed, owned, waiting for reuse
+    // While the set holds the flushed set's first attributes in their
+    // order, the spares on top are the rest of it: this many. A name equal
+    // to the top one's cannot be in the set yet, the flushed names being
+    // all different, so it is added without a search.
+    std::int64_t refills = 0;
+    CIndirectArray<CXMLAttr> spare; // flushed, owned, waiting for reuse
 };

@@ -219,7 +219,7 @@ void CXMLFileInStream::SkipComment() {
     }
 }
 
-std::string_view CXMLFileInStream::ReadToken() {
+[[gnu::always_inline]] inline std::string_view CXMLFileInStream::ReadToken() {
     std::uint32_t start = pos;
     while (pos < length && !kBytes.tokenEnd[static_cast<unsigned char>(buffer[pos])]) ++pos;
     return std::string_view(buffer + start, pos - start);
@@ -265,8 +265,8 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributes(CXMLAttrs& attrs) {
     return status;
 }
 
-CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept,
-                                                               std::int64_t& count) {
+[[gnu::always_inline]] inline CXMLInStream::eReadStatus
+CXMLFileInStream::ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept, std::int64_t& count) {
     for (;;) {
         SkipSpace();
         if (pos >= length) return eReadError;
@@ -289,7 +289,7 @@ CXMLInStream::eReadStatus CXMLFileInStream::ParseAttributeList(CXMLAttrs& attrs,
         SkipSpace();
         if (pos >= length || buffer[pos] != '"') return eReadError;
         ++pos;
-        if (ReadValueRaw('"') == eReadError) return eReadError;
+        if (DecodeValue('"') == eReadError) return eReadError;
         if (count < kept) {
             CXMLAttr* attr = attrs.attrs[count];
             if (SameName(token, attr->name)) {
@@ -411,6 +411,13 @@ char16_t* CXMLFileInStream::GrowValue(std::size_t n) {
 }
 
 CXMLInStream::eReadStatus CXMLFileInStream::ReadValueRaw(char terminator) {
+    return DecodeValue(terminator);
+}
+
+// Inlined where attribute values are read, so that the quote is a constant
+// there.
+[[gnu::always_inline]] inline CXMLInStream::eReadStatus
+CXMLFileInStream::DecodeValue(char terminator) {
     valueLength = 0;
     char16_t* out = ValueRoom(kValueSlack);
     // Every step writes at most kValueSlack units before the room is

@@ -87,6 +87,7 @@ private:
     // are the last tag's; `count` receives how many are this tag's.
     eReadStatus ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept, std::int64_t& count);
     eReadStatus ReadValueRaw(char terminator); // into the value buffer
+    eReadStatus DecodeValue(char terminator);
     eReadStatus ReadCDATA();
     // Room for `n` more units after the value read so far.
     char16_t* ValueRoom(std::size_t n) {

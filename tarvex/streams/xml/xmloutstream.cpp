@@ -9,6 +9,7 @@
 #endif
 
 #include "tarvex/core/exceptions.h"
+#include "tarvex/streams/textencode_internal.h"
 
 namespace {
 
@@ -94,7 +95,8 @@ CXMLOutStream::CPendingBytes::~CPendingBytes() {
 }
 
 char* CXMLOutStream::CPendingBytes::Grow(std::size_t n) {
-    std::size_t grown = capacity < 256 ? 256 : capacity * 2;
+    // One allocation covers the tags of most documents.
+    std::size_t grown = capacity < 4096 ? 4096 : capacity * 2;
     if (grown - size < n) grown = size + n;
     void* fresh = std::realloc(data, grown);
     if (fresh == nullptr) throw -1; // as the memory streams do
@@ -153,7 +155,9 @@ void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape
         return;
     }
     char* out = pending.Room(count * COutStream::kMaxCharBytes);
-    pending.size += stream->encode(out, text, count, escape, quotes);
+    pending.size += stream->getEncoing() == COutStream::eEncodingUTF8
+                        ? tarvex::textencode::EncodeUtf8(out, text, count, escape, quotes, false)
+                        : stream->encode(out, text, count, escape, quotes);
 }
 
 void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
@@ -162,12 +166,6 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
     const bool known = encoding == COutStream::eEncodingAnsi ||
                        encoding == COutStream::eEncodingUnicode ||
                        encoding == COutStream::eEncodingUTF8;
-    const unsigned int width = encoding == COutStream::eEncodingUnicode ? 2 : 1;
-    const auto put = [width](char* out, char ascii) {
-        out[0] = ascii;
-        if (width == 2) out[1] = 0;
-        return out + width;
-    };
     for (std::int64_t i = 0, n = attrs->GetCount(); i < n; ++i) {
         const CXMLAttr* attr = attrs->GetAttr(i);
         const char16_t* name = attr->GetName();
@@ -187,13 +185,11 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
             continue;
         }
         // The whole attribute in one piece of room.
-        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 8);
-        char* p = put(out, ' ');
-        p += stream->encodeUntilNul(p, name, nameLength, stream->xmlSymbols, false);
-        p = put(put(p, '='), '"');
-        p += stream->encodeUntilNul(p, value, valueLength, stream->xmlSymbols, true);
-        p = put(p, '"');
-        pending.size += static_cast<std::size_t>(p - out);
+        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 12);
+        pending.size += encoding == COutStream::eEncodingUTF8
+                            ? tarvex::textencode::EncodeUtf8Attribute(
+                                  out, name, nameLength, value, valueLength, stream->xmlSymbols)
+                            : stream->encodeAttribute(out, name, nameLength, value, valueLength);
     }
 }
 
