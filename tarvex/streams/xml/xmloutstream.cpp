@@ -289,12 +289,12 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
 
 int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    if (openTables == tableNames.size()) tableNames.emplace_back();
-    CString& slot = tableNames[openTables++];
-    if (name == nullptr)
-        slot.Empty();
-    else if (slot.Compare(name) != 0)
-        slot = name;
+    if (tableStarts.capacity() == 0) {
+        tableStarts.reserve(16);
+        tableNames.reserve(256);
+    }
+    tableStarts.push_back(tableNames.size());
+    if (name != nullptr) tableNames.append(name);
     PutOpenTag(name, attrs);
     Send();
     return 1;
@@ -302,8 +302,14 @@ int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::EndTable() {
     if (stream == nullptr) return 1;
-    if (openTables > 0) {
-        PutCloseTag(tableNames[--openTables].GetString());
+    if (!tableStarts.empty()) {
+        const std::size_t start = tableStarts.back();
+        PutMarkup("</", 2);
+        PutText(tableNames.data() + start, tableNames.size() - start, stream->xmlSymbols,
+                stream->cvtQuota);
+        PutMarkup(">", 1);
+        tableNames.resize(start);
+        tableStarts.pop_back();
     } else {
         PutCloseTag(u"");
     }
@@ -323,12 +329,13 @@ int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::Close() {
     if (created) {
-        while (openTables > 0) EndTable();
+        while (!tableStarts.empty()) EndTable();
         created = 0;
     }
     COutStream* closing = stream;
     stream = nullptr;
-    openTables = 0;
+    tableStarts.clear();
+    tableNames.clear();
     if (ownsStream && closing != nullptr) {
         // Closing a file is where a write error surfaces: the stream is
         // deleted whatever happens.
