@@ -296,4 +296,36 @@ TEST(XmlBlockPaths, AttributeSetsRefilledTagAfterTagMatchTheRule) {
     }
 }
 
+TEST(XmlBlockPaths, AttributeSetsFilledAfterFlushMatchTheRule) {
+    // A writer's pattern: flush, then the names of the last set, mostly in
+    // the same order, sometimes another order, repeats or more names.
+    std::mt19937 rng(9);
+    const char16_t* const kNames[] = {u"name", u"value", u"caption", u"comment", u"a",
+                                      u"b",    u"c",     u"d",       u"e",       u"f"};
+    CXMLAttrs attrs;
+    for (int round = 0; round < 3000; ++round) {
+        attrs.Flush();
+        Attributes expected;
+        const int kind = static_cast<int>(rng() % 8);
+        const int count = kind < 5 ? 4 : static_cast<int>(rng() % 11);
+        for (int i = 0; i < count; ++i) {
+            const char16_t* name = kind < 4 ? kNames[i] : kNames[rng() % std::size(kNames)];
+            const std::u16string value = std::u16string(u"v") + char16_t(u'0' + rng() % 10);
+            if (rng() % 4 == 0) {
+                attrs.AddAttr(CString(name), CString(value.c_str()));
+            } else {
+                attrs.AddAttr(std::u16string_view(name), std::u16string_view(value));
+            }
+            Add(expected, name, value);
+        }
+        ASSERT_EQ(attrs.GetCount(), static_cast<std::int64_t>(expected.size())) << round;
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const CXMLAttr* attr = attrs.GetAttr(static_cast<std::int64_t>(i));
+            ASSERT_EQ(std::u16string(attr->GetName().View()), expected[i].first) << round;
+            ASSERT_EQ(std::u16string(attr->GetValue().View()), expected[i].second) << round;
+            ASSERT_EQ(attrs.GetAttr(expected[i].first.c_str()), attr) << round;
+        }
+    }
+}
+
 } // namespace
