@@ -7,6 +7,7 @@
 // only when a set grows past that.
 #pragma once
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "tarvex/core/indirectarray.h"
@@ -38,9 +39,23 @@ private:
     friend class CXMLFileInStream;
 
     static void Assign(CString& target, std::u16string_view text) {
-        const int length = static_cast<int>(text.size());
-        char16_t* chars = target.GetBufferSetLength(length);
-        if (length != 0) std::char_traits<char16_t>::copy(chars, text.data(), text.size());
+        const std::size_t n = text.size();
+        char16_t* to = target.GetBufferSetLength(static_cast<int>(n));
+        const char16_t* from = text.data();
+        // Attribute texts are short: fixed-size moves, the last one
+        // overlapping, instead of a call.
+        if (n >= 8) {
+            for (std::size_t i = 0; i + 8 <= n; i += 8) std::memcpy(to + i, from + i, 16);
+            std::memcpy(to + n - 8, from + n - 8, 16);
+        } else if (n >= 4) {
+            std::memcpy(to, from, 8);
+            std::memcpy(to + n - 4, from + n - 4, 8);
+        } else if (n >= 2) {
+            std::memcpy(to, from, 4);
+            std::memcpy(to + n - 2, from + n - 2, 4);
+        } else if (n == 1) {
+            to[0] = from[0];
+        }
     }
 
     CString name;
