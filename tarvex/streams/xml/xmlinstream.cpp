@@ -128,14 +128,18 @@ CXMLFileInStream::~CXMLFileInStream() {
 void CXMLFileInStream::Close() {
     std::free(buffer);
     buffer = nullptr;
+    capacity = 0;
     length = 0;
     pos = 0;
 }
 
 bool CXMLFileInStream::Allocate(std::uint64_t size) {
     if (size >= UINT32_MAX) return false;
-    buffer = static_cast<char*>(std::malloc(size + 1 + kPadding));
-    if (buffer == nullptr) return false;
+    if (buffer == nullptr) {
+        buffer = static_cast<char*>(std::malloc(size + 1 + kPadding));
+        if (buffer == nullptr) return false;
+        capacity = size;
+    }
     std::memset(buffer + size, 0, 1 + kPadding);
     length = static_cast<std::uint32_t>(size);
     pos = 0;
@@ -149,9 +153,18 @@ bool CXMLFileInStream::Load(const char* data, std::uint64_t size) {
 }
 
 int CXMLFileInStream::Open(const void* data, int size) {
-    Close();
+    // The buffer of the document before serves again when it holds this one
+    // without being much larger: streams that read many small documents
+    // then allocate once.
+    const std::uint64_t bytes = size < 0 ? 0 : static_cast<std::uint64_t>(size);
+    if (buffer == nullptr || capacity < bytes || capacity > 4 * bytes + 65536) Close();
+    length = 0;
+    pos = 0;
     utf8 = true;
-    if (data == nullptr || size < 0 || !Load(static_cast<const char*>(data), size)) return 0;
+    if (data == nullptr || size < 0 || !Load(static_cast<const char*>(data), bytes)) {
+        Close();
+        return 0;
+    }
     if (ReadSignature()) return 1;
     Close();
     return 0;

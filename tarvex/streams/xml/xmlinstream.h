@@ -79,7 +79,8 @@ public:
 
 private:
     bool Load(const char* data, std::uint64_t size);
-    // A buffer of `size` bytes and the zeroed tail; false when refused.
+    // A buffer of `size` bytes and the zeroed tail, the one held when there
+    // is one (it is then large enough); false when refused.
     bool Allocate(std::uint64_t size);
     bool ReadSignature();
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
@@ -117,6 +118,7 @@ private:
     // The document, then a zero byte and padding, so that sixteen bytes can
     // be loaded from any position before the end.
     char* buffer = nullptr;
+    std::uint64_t capacity = 0; // bytes the buffer holds before its tail
     std::uint32_t length = 0;
     std::uint32_t pos = 0;
     bool utf8 = true;
