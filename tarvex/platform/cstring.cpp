@@ -565,14 +565,14 @@ char16_t* CString::GetBuffer(int minLength) {
     return m_pszData;
 }
 
-char16_t* CString::GetBufferSetLength(int length) {
+char16_t* CString::ResizeBuffer(int length) {
     if (length < 0) length = 0;
     GetBuffer(length);
     SetLength(length);
     return m_pszData;
 }
 
-void CString::ReleaseBuffer(int newLength) {
+void CString::ReleaseBufferSlow(int newLength) {
     Data* data = Header();
     if (data == EmptyData()) return;
     if (newLength < 0) {

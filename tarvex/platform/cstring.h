@@ -111,8 +111,27 @@ public:
     // ReleaseBuffer(-1) takes the length up to the first null.
     char16_t* GetBuffer();
     char16_t* GetBuffer(int minLength);
-    char16_t* GetBufferSetLength(int length);
-    void ReleaseBuffer(int newLength = -1);
+    char16_t* GetBufferSetLength(int length) {
+        // A private buffer with room is the common case of a reused string.
+        Data* data = Header();
+        if (length >= 0 && length <= data->capacity &&
+            data->refs.load(std::memory_order_acquire) == 1) {
+            data->length = length;
+            m_pszData[length] = 0;
+            return m_pszData;
+        }
+        return ResizeBuffer(length);
+    }
+    void ReleaseBuffer(int newLength = -1) {
+        // The shared empty buffer has no capacity and is never written.
+        Data* data = Header();
+        if (newLength >= 0 && newLength <= data->capacity && data->capacity > 0) {
+            data->length = newLength;
+            m_pszData[newLength] = 0;
+            return;
+        }
+        ReleaseBufferSlow(newLength);
+    }
     void Preallocate(int length);
     void FreeExtra();
 
@@ -148,6 +167,8 @@ private:
     static void Release(Data* data) noexcept;
     Data* Header() const noexcept { return reinterpret_cast<Data*>(m_pszData) - 1; }
     void Assign(const char16_t* text, int length);
+    char16_t* ResizeBuffer(int length);
+    void ReleaseBufferSlow(int newLength);
     void PrepareWrite(int capacity); // unique buffer with room for `capacity`
     void SetLength(int length) noexcept;
     void FormatRaw(const char16_t* format, ...);

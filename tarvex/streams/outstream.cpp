@@ -19,31 +19,23 @@
 #include "tarvex/core/numbertext.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/streams/base64.h"
+#include "tarvex/streams/textencode_internal.h"
+
+using tarvex::textencode::EncodeUtf8;
+using tarvex::textencode::Entity;
+using tarvex::textencode::NeedsEntity;
+using tarvex::textencode::Utf8Unit;
 
 namespace {
-
-// One 16-bit unit alone in UTF-8; a surrogate on its own is not a character
-// and becomes U+FFFD, as the code-page layer converts it.
-inline unsigned int Utf8Unit(char16_t ch, char* out) {
-    if (ch < 0x80) {
-        out[0] = static_cast<char>(ch);
-        return 1;
-    }
-    if (ch < 0x800) {
-        out[0] = static_cast<char>(0xC0 | (ch >> 6));
-        out[1] = static_cast<char>(0x80 | (ch & 0x3F));
-        return 2;
-    }
-    if (ch >= 0xD800 && ch <= 0xDFFF) ch = 0xFFFD;
-    out[0] = static_cast<char>(0xE0 | (ch >> 12));
-    out[1] = static_cast<char>(0x80 | ((ch >> 6) & 0x3F));
-    out[2] = static_cast<char>(0x80 | (ch & 0x3F));
-    return 3;
-}
 
 inline unsigned int AnsiUnit(char16_t ch, char* out) {
     if (ch < 0x80) {
         out[0] = static_cast<char>(ch);
+        return 1;
+    }
+    // А..я sit in one run of code page 1251, from 0xC0.
+    if (ch >= 0x410 && ch <= 0x44F) {
+        out[0] = static_cast<char>(ch - 0x410 + 0xC0);
         return 1;
     }
     int n = WideCharToMultiByte(CP_ACP, 0, &ch, 1, out, 4, nullptr, nullptr);
@@ -55,26 +47,6 @@ inline char16_t WidenAnsi(char ch) {
     char16_t wide = u'?';
     MultiByteToWideChar(CP_ACP, 0, &ch, 1, &wide, 1);
     return wide;
-}
-
-const char* Entity(char16_t ch, bool cvtQuota, unsigned int& length) {
-    switch (ch) {
-    case u'&':
-        length = 5;
-        return "&amp;";
-    case u'<':
-        length = 4;
-        return "&lt;";
-    case u'>':
-        length = 4;
-        return "&gt;";
-    case u'"':
-        if (!cvtQuota) return nullptr;
-        length = 6;
-        return "&quot;";
-    default:
-        return nullptr;
-    }
 }
 
 } // namespace
@@ -108,23 +80,6 @@ void COutStream::writeSymbol(char& ch, char* scratch, unsigned int& length) cons
 }
 
 namespace {
-
-// Entity kinds of the ASCII characters below '?': 1 for '&', '<' and '>',
-// 2 for '"', which is escaped only on request.
-struct EntityKinds {
-    unsigned char kind[64] = {};
-    constexpr EntityKinds() {
-        kind['&'] = kind['<'] = kind['>'] = 1;
-        kind['"'] = 2;
-    }
-};
-constexpr EntityKinds kEntityKinds;
-
-inline bool NeedsEntity(char16_t ch, bool quotes) {
-    if (ch >= 64) return false;
-    const unsigned char kind = kEntityKinds.kind[ch];
-    return kind == 1 || (kind == 2 && quotes);
-}
 
 // Stores eight characters as bytes when all are ASCII and none needs an
 // entity; false, storing nothing, otherwise.
@@ -162,31 +117,27 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
     char* p = out;
     switch (encoding) {
     case eEncodingUTF8:
+        p += EncodeUtf8(p, text, count, escape, quotes, false);
+        break;
     case eEncodingAnsi: {
-        const bool utf8 = encoding == eEncodingUTF8;
-        for (std::size_t i = 0, block = 0; i < count; ++i) {
-            if (i == block) {
-                // Eight plain ASCII characters at a time; a block holding
-                // anything else goes character by character.
-                while (i + 8 <= count && AsciiBlock(text + i, p, escape, quotes)) {
-                    i += 8;
-                    p += 8;
-                }
-                block = i + 8;
-                if (i == count) break;
+        std::size_t i = 0;
+        while (i < count) {
+            // Eight plain ASCII characters at a time.
+            while (i + 8 <= count && AsciiBlock(text + i, p, escape, quotes)) {
+                i += 8;
+                p += 8;
             }
-            const char16_t ch = text[i];
-            if (ch < 0x80) {
-                if (escape && NeedsEntity(ch, quotes)) {
-                    unsigned int entityLength = 0;
-                    const char* entity = Entity(ch, true, entityLength);
-                    std::memcpy(p, entity, entityLength);
-                    p += entityLength;
-                } else {
-                    *p++ = static_cast<char>(ch);
-                }
+            if (i == count) break;
+            const char16_t ch = text[i++];
+            if (ch >= 0x80) {
+                p += AnsiUnit(ch, p);
+            } else if (escape && NeedsEntity(ch, quotes)) {
+                unsigned int entityLength = 0;
+                const char* entity = Entity(ch, true, entityLength);
+                std::memcpy(p, entity, entityLength);
+                p += entityLength;
             } else {
-                p += utf8 ? Utf8Unit(ch, p) : AnsiUnit(ch, p);
+                *p++ = static_cast<char>(ch);
             }
         }
         break;
@@ -214,6 +165,22 @@ std::size_t COutStream::encode(char* out, const char16_t* text, std::size_t coun
     default:
         break; // an unknown encoding writes nothing
     }
+    return static_cast<std::size_t>(p - out);
+}
+
+std::size_t COutStream::encodeAttribute(char* out, const char16_t* name, std::size_t nameCount,
+                                        const char16_t* value, std::size_t valueCount) const {
+    if (encoding == eEncodingUTF8)
+        return tarvex::textencode::EncodeUtf8Attribute(out, name, nameCount, value, valueCount,
+                                                       xmlSymbols);
+    char* p = out;
+    const std::size_t nameLength = std::char_traits<char16_t>::length(name);
+    const std::size_t valueLength = std::char_traits<char16_t>::length(value);
+    p += encode(p, u" ", 1, false, false);
+    p += encode(p, name, nameLength < nameCount ? nameLength : nameCount, xmlSymbols, false);
+    p += encode(p, u"=\"", 2, false, false);
+    p += encode(p, value, valueLength < valueCount ? valueLength : valueCount, xmlSymbols, true);
+    p += encode(p, u"\"", 1, false, false);
     return static_cast<std::size_t>(p - out);
 }
 

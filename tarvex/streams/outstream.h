@@ -84,6 +84,11 @@ private:
     // character. Answers the number of bytes.
     std::size_t encode(char* out, const char16_t* text, std::size_t count, bool escape,
                        bool quotes) const;
+    // ` name="value"` of an attribute, each text terminated and taken up to
+    // its first NUL or its count, whichever comes first; the value escapes
+    // '"'. `out` holds kMaxCharBytes a character and 12 more.
+    std::size_t encodeAttribute(char* out, const char16_t* name, std::size_t nameCount,
+                                const char16_t* value, std::size_t valueCount) const;
 
     EStreamEncoding encoding;
     bool cvtQuota = false;

@@ -1,5 +1,7 @@
 #include "tarvex/streams/xml/xmlattrs.h"
 
+#include <algorithm>
+
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/platform/wide.h"
 
@@ -19,7 +21,58 @@ std::int64_t CXMLAttrs::Search(std::u16string_view name, std::int64_t& position)
     return -1;
 }
 
+CXMLAttr* CXMLAttrs::Find(std::u16string_view name) const {
+    const std::int64_t count = attrs.GetLength();
+    if (count <= kScanned) {
+        for (std::int64_t i = 0; i < count; ++i) {
+            if (attrs[i]->name.View() == name) return attrs[i];
+        }
+        return nullptr;
+    }
+    std::int64_t position;
+    const std::int64_t found = Search(name, position);
+    return found >= 0 ? sorted[found] : nullptr;
+}
+
+void CXMLAttrs::Index(CXMLAttr* attr) {
+    const std::int64_t count = attrs.GetLength();
+    if (count == kScanned + 1) {
+        // The set outgrows the scan: sorted once, kept sorted from here on.
+        for (std::int64_t i = 0; i < count; ++i) sorted.Add(attrs[i]);
+        std::sort(sorted.GetData(), sorted.GetData() + count,
+                  [](const CXMLAttr* a, const CXMLAttr* b) { return *a < *b; });
+        return;
+    }
+    std::int64_t position;
+    Search(attr->name.View(), position);
+    sorted.InsertAt(position, attr);
+}
+
+void CXMLAttrs::AddSpare(CXMLAttr* attr) {
+    refills = 0;
+    if (CXMLAttr* existing = Find(attr->name.View())) {
+        std::swap(existing->value, attr->value);
+        return;
+    }
+    spare.TArrayTemplate<CXMLAttr*>::DeleteLast(); // the pointer moves to `attrs`
+    Append(attr);
+}
+
+void CXMLAttrs::Truncate(std::int64_t count) {
+    refills = 0;
+    for (std::int64_t i = attrs.GetLength() - 1; i >= count; --i) spare.Add(attrs[i]);
+    attrs.TArrayTemplate<CXMLAttr*>::Grow(count); // shorter: the pointers moved to `spare`
+    if (sorted.IsEmpty()) return;
+    sorted.Clear();
+    if (count > kScanned) {
+        for (std::int64_t i = 0; i < count; ++i) sorted.Add(attrs[i]);
+        std::sort(sorted.GetData(), sorted.GetData() + count,
+                  [](const CXMLAttr* a, const CXMLAttr* b) { return *a < *b; });
+    }
+}
+
 void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
+    refills = 0;
     // A writer that refills one set names its attributes with the same
     // shared strings every time: the same buffer is the same name.
     for (std::int64_t i = 0, n = attrs.GetLength() < 8 ? attrs.GetLength() : 8; i < n; ++i) {
@@ -28,33 +81,24 @@ void CXMLAttrs::AddAttr(const CString& name, const CString& value) {
             return;
         }
     }
-    std::int64_t position;
-    if (std::int64_t found = Search(name.View(), position); found >= 0) {
-        sorted[found]->SetValue(value);
+    if (CXMLAttr* existing = Find(name.View())) {
+        existing->SetValue(value);
         return;
     }
-    auto* attr = new CXMLAttr(name, value);
-    attrs.Add(attr);
-    sorted.InsertAt(position, attr);
+    Append(new CXMLAttr(name, value));
 }
 
-void CXMLAttrs::AddAttr(std::u16string_view name, std::u16string_view value) {
-    std::int64_t position;
-    if (std::int64_t found = Search(name, position); found >= 0) {
-        sorted[found]->AssignValue(value);
+void CXMLAttrs::AddNew(std::u16string_view name, std::u16string_view value) {
+    refills = 0;
+    if (CXMLAttr* existing = Find(name)) {
+        CXMLAttr::Assign(existing->value, value);
         return;
     }
-    CXMLAttr* attr;
-    if (!spare.IsEmpty()) {
-        attr = spare.Last();
-        spare.TArrayTemplate<CXMLAttr*>::DeleteLast(); // the pointer moves to `attrs`
-        attr->AssignName(name);
-        attr->AssignValue(value);
-    } else {
-        attr = new CXMLAttr(CString(name), CString(value));
-    }
-    attrs.Add(attr);
-    sorted.InsertAt(position, attr);
+    CXMLAttr* attr = NextSpare();
+    attr->AssignName(name);
+    CXMLAttr::Assign(attr->value, value);
+    spare.TArrayTemplate<CXMLAttr*>::DeleteLast(); // the pointer moves to `attrs`
+    Append(attr);
 }
 
 void CXMLAttrs::AddAttr(const char16_t* name, const char16_t* value) {
@@ -88,10 +132,7 @@ void CXMLAttrs::AddAttr(const char16_t* name, const _GUID& value) {
 }
 
 CXMLAttr* CXMLAttrs::GetAttr(const char16_t* name) const {
-    if (name == nullptr) return nullptr;
-    std::int64_t position;
-    std::int64_t found = Search(std::u16string_view(name), position);
-    return found >= 0 ? sorted[found] : nullptr;
+    return name != nullptr ? Find(std::u16string_view(name)) : nullptr;
 }
 
 bool CXMLAttrs::GetAttr(const char16_t* name, CString& out) const {

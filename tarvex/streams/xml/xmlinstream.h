@@ -79,10 +79,23 @@ public:
 
 private:
     bool Load(const char* data, std::uint64_t size);
+    // A buffer of `size` bytes and the zeroed tail, the one held when there
+    // is one (it is then large enough); false when refused.
+    bool Allocate(std::uint64_t size);
     bool ReadSignature();
     eReadStatus ParseAttributes(CXMLAttrs& attrs);
-    eReadStatus ReadValueRaw(char terminator); // into valueBuffer
+    // The attributes up to the end of the tag. The first `kept` of `attrs`
+    // are the last tag's; `count` receives how many are this tag's.
+    eReadStatus ParseAttributeList(CXMLAttrs& attrs, std::int64_t& kept, std::int64_t& count);
+    eReadStatus ReadValueRaw(char terminator); // into the value buffer
+    eReadStatus DecodeValue(char terminator);
     eReadStatus ReadCDATA();
+    // Room for `n` more units after the value read so far.
+    char16_t* ValueRoom(std::size_t n) {
+        return valueCapacity - valueLength >= n ? valueChars.get() + valueLength : GrowValue(n);
+    }
+    char16_t* GrowValue(std::size_t n);
+    std::u16string_view Value() const { return {valueChars.get(), valueLength}; }
     // The token at the cursor, a view of the document's bytes.
     std::string_view ReadToken();
     void SkipSpace() {
@@ -96,16 +109,23 @@ private:
         while (pos < length && static_cast<unsigned char>(buffer[pos]) <= 32) ++pos;
     }
     bool At(const char* text, std::uint32_t size) const;
-    void AppendByte(unsigned char byte);
-    void AppendEntity();
-    bool AppendUtf8();
+    // The cursor stands on '&': the unit it stands for, the cursor moved on.
+    char16_t ReadEntity();
+    // The cursor stands on a byte with the top bit set: the one unit of its
+    // sequence, or false when the sequence would pass the end of the data.
+    bool ReadUtf8(char16_t& unit);
 
+    // The document, then a zero byte and padding, so that sixteen bytes can
+    // be loaded from any position before the end.
     char* buffer = nullptr;
+    std::uint64_t capacity = 0; // bytes the buffer holds before its tail
     std::uint32_t length = 0;
     std::uint32_t pos = 0;
     bool utf8 = true;
-    std::u16string valueBuffer;
-    std::u16string nameWide;
+    // The value being read; it keeps its capacity from one read to the next.
+    std::unique_ptr<char16_t[]> valueChars;
+    std::size_t valueLength = 0;
+    std::size_t valueCapacity = 0;
     CString scratchName;
     CXMLAttrs scratchAttrs;
 };

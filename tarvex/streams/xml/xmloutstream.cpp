@@ -4,7 +4,36 @@
 #include <cstring>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "tarvex/core/exceptions.h"
+#include "tarvex/streams/textencode_internal.h"
+
+namespace {
+
+// A text up to its first NUL, as the text writers take it. A CString knows
+// its length, so only a NUL inside it is looked for, eight units at a time.
+std::size_t TextLength(const CString& text) {
+    const char16_t* chars = text.GetString();
+    const std::size_t length = static_cast<std::size_t>(text.GetLength());
+    std::size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= length; i += 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(chars + i));
+        if (const int mask = _mm_movemask_epi8(_mm_cmpeq_epi16(units, zero)); mask != 0)
+            return i + static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
+    }
+#endif
+    for (; i < length; ++i) {
+        if (chars[i] == 0) return i;
+    }
+    return length;
+}
+
+} // namespace
 
 void CXMLOutStreamBase::OLEDateTimeToStr(const COleDateTime& value, CString& text) {
     text.Empty();
@@ -66,7 +95,8 @@ CXMLOutStream::CPendingBytes::~CPendingBytes() {
 }
 
 char* CXMLOutStream::CPendingBytes::Grow(std::size_t n) {
-    std::size_t grown = capacity < 256 ? 256 : capacity * 2;
+    // One allocation covers the tags of most documents.
+    std::size_t grown = capacity < 4096 ? 4096 : capacity * 2;
     if (grown - size < n) grown = size + n;
     void* fresh = std::realloc(data, grown);
     if (fresh == nullptr) throw -1; // as the memory streams do
@@ -125,7 +155,9 @@ void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape
         return;
     }
     char* out = pending.Room(count * COutStream::kMaxCharBytes);
-    pending.size += stream->encode(out, text, count, escape, quotes);
+    pending.size += stream->getEncoing() == COutStream::eEncodingUTF8
+                        ? tarvex::textencode::EncodeUtf8(out, text, count, escape, quotes, false)
+                        : stream->encode(out, text, count, escape, quotes);
 }
 
 void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
@@ -134,20 +166,17 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
     const bool known = encoding == COutStream::eEncodingAnsi ||
                        encoding == COutStream::eEncodingUnicode ||
                        encoding == COutStream::eEncodingUTF8;
-    const unsigned int width = encoding == COutStream::eEncodingUnicode ? 2 : 1;
-    const auto put = [width](char* out, char ascii) {
-        out[0] = ascii;
-        if (width == 2) out[1] = 0;
-        return out + width;
-    };
     for (std::int64_t i = 0, n = attrs->GetCount(); i < n; ++i) {
         const CXMLAttr* attr = attrs->GetAttr(i);
         const char16_t* name = attr->GetName();
         const char16_t* value = attr->GetValue();
-        // Up to the first NUL, as the text writers take them.
-        const std::size_t nameLength = std::char_traits<char16_t>::length(name);
-        const std::size_t valueLength = std::char_traits<char16_t>::length(value);
+        // Texts are taken up to their first NUL, as the text writers take
+        // them; the encoder stops there by itself.
+        std::size_t nameLength = static_cast<std::size_t>(attr->GetName().GetLength());
+        std::size_t valueLength = static_cast<std::size_t>(attr->GetValue().GetLength());
         if (!known || nameLength > 4096 || valueLength > 4096) {
+            nameLength = TextLength(attr->GetName());
+            valueLength = TextLength(attr->GetValue());
             PutMarkup(" ", 1);
             PutText(name, nameLength, stream->xmlSymbols, false);
             PutMarkup("=\"", 2);
@@ -156,13 +185,11 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
             continue;
         }
         // The whole attribute in one piece of room.
-        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 8);
-        char* p = put(out, ' ');
-        p += stream->encode(p, name, nameLength, stream->xmlSymbols, false);
-        p = put(put(p, '='), '"');
-        p += stream->encode(p, value, valueLength, stream->xmlSymbols, true);
-        p = put(p, '"');
-        pending.size += static_cast<std::size_t>(p - out);
+        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 12);
+        pending.size += encoding == COutStream::eEncodingUTF8
+                            ? tarvex::textencode::EncodeUtf8Attribute(
+                                  out, name, nameLength, value, valueLength, stream->xmlSymbols)
+                            : stream->encodeAttribute(out, name, nameLength, value, valueLength);
     }
 }
 
@@ -262,12 +289,12 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
 
 int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    if (openTables == tableNames.size()) tableNames.emplace_back();
-    CString& slot = tableNames[openTables++];
-    if (name == nullptr)
-        slot.Empty();
-    else if (slot.Compare(name) != 0)
-        slot = name;
+    if (tableStarts.capacity() == 0) {
+        tableStarts.reserve(16);
+        tableNames.reserve(256);
+    }
+    tableStarts.push_back(tableNames.size());
+    if (name != nullptr) tableNames.append(name);
     PutOpenTag(name, attrs);
     Send();
     return 1;
@@ -275,8 +302,14 @@ int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::EndTable() {
     if (stream == nullptr) return 1;
-    if (openTables > 0) {
-        PutCloseTag(tableNames[--openTables].GetString());
+    if (!tableStarts.empty()) {
+        const std::size_t start = tableStarts.back();
+        PutMarkup("</", 2);
+        PutText(tableNames.data() + start, tableNames.size() - start, stream->xmlSymbols,
+                stream->cvtQuota);
+        PutMarkup(">", 1);
+        tableNames.resize(start);
+        tableStarts.pop_back();
     } else {
         PutCloseTag(u"");
     }
@@ -296,12 +329,13 @@ int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::Close() {
     if (created) {
-        while (openTables > 0) EndTable();
+        while (!tableStarts.empty()) EndTable();
         created = 0;
     }
     COutStream* closing = stream;
     stream = nullptr;
-    openTables = 0;
+    tableStarts.clear();
+    tableNames.clear();
     if (ownsStream && closing != nullptr) {
         // Closing a file is where a write error surfaces: the stream is
         // deleted whatever happens.

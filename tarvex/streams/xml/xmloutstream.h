@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tarvex/core/object.h"
@@ -114,11 +115,11 @@ private:
     void Send();
 
     CPendingBytes pending;
-    // The names of the open tables, innermost last. Slots above the open
-    // ones keep their strings, so reopening a table of the name a slot last
-    // held costs no allocation.
-    std::vector<CString> tableNames;
-    std::size_t openTables = 0;
+    // The names of the open tables, innermost last, end to end in one
+    // buffer: opening and closing tables costs no allocation once it has
+    // grown. `tableStarts` holds where each name begins.
+    std::u16string tableNames;
+    std::vector<std::size_t> tableStarts;
     COutStream* stream = nullptr;
     int created = 0;
     int ownsStream = 1;
