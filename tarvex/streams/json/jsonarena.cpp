@@ -11,9 +11,9 @@ namespace {
 // Blocks double up to this size, which the heap gives back for reuse by the
 // next parse.
 constexpr std::size_t kLargestHeapBlock = 256 * 1024;
-// Past this much in all, blocks are one huge page each: a large document
-// does not fault in its nodes 4 KiB at a time, nor make the heap grow and
-// shrink by its size on every parse.
+// Past this much in all, blocks are mapped 2 MiB runs, kept for the next
+// parse: a large document does not make the heap grow and shrink by its
+// size on every parse.
 constexpr std::size_t kMappedFrom = std::size_t(1) << 20;
 constexpr std::size_t kMappedBlock = kMappedRoom;
 // Holds taken at once: one atomic step per this many nodes.

@@ -2,7 +2,6 @@
 
 #include <sys/mman.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 
@@ -10,7 +9,7 @@ namespace tarvex::json_internal {
 
 namespace {
 
-constexpr std::size_t kHugePage = kMappedRoom;
+constexpr std::size_t kRun = kMappedRoom;
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kSanitized = true;
@@ -24,7 +23,7 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
-// Mapped pages of exactly one huge page each, given back by arenas and not
+// Mapped runs of exactly 2 MiB each, given back by arenas and not
 // yet to the system: a parse after another then neither faults nor zeroes
 // that much of its block memory. At most 64 MiB stay (no more than the heap
 // itself may keep at its top), and the system may take them back whenever it
@@ -67,40 +66,29 @@ bool IsMapped(std::size_t bytes, std::size_t mappedFrom) {
 }
 
 std::size_t WholePages(std::size_t bytes) {
-    return (bytes + kHugePage - 1) & ~(kHugePage - 1);
+    return (bytes + kRun - 1) & ~(kRun - 1);
 }
 
 } // namespace
 
 void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom) {
     if (!IsMapped(bytes, mappedFrom)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
-    if (!zeroed && bytes == kHugePage) {
+    if (!zeroed && bytes == kRun) {
         if (void* kept = KeptPages().Take()) return kept;
     }
     const std::size_t length = WholePages(bytes);
     if (length < bytes) return nullptr;
-    // One page more than needed, so that an aligned run of them fits; the
-    // ends outside it go back at once.
-    const std::size_t mapped = length + kHugePage;
-    void* map = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (map == MAP_FAILED) return nullptr;
-    const auto start = reinterpret_cast<std::uintptr_t>(map);
-    const std::uintptr_t aligned = (start + kHugePage - 1) & ~std::uintptr_t(kHugePage - 1);
-    if (aligned > start) ::munmap(map, aligned - start);
-    const std::uintptr_t end = start + mapped;
-    if (end > aligned + length)
-        ::munmap(reinterpret_cast<void*>(aligned + length), end - aligned - length);
-    auto* room = reinterpret_cast<void*>(aligned);
-#if defined(MADV_HUGEPAGE)
-    ::madvise(room, length, MADV_HUGEPAGE); // advice only: a refusal changes nothing
-#endif
-    return room;
+    // No huge-page advice: the kernel then compacts memory on the first
+    // touch, which stalled a parse for a second on a fragmented machine.
+    void* room =
+        ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return room == MAP_FAILED ? nullptr : room;
 }
 
 void FreeRoom(void* room, std::size_t bytes, std::size_t mappedFrom) noexcept {
     if (room == nullptr) return;
     if (IsMapped(bytes, mappedFrom)) {
-        if (bytes == kHugePage && KeptPages().Keep(room)) return;
+        if (bytes == kRun && KeptPages().Keep(room)) return;
         ::munmap(room, WholePages(bytes));
     } else
         std::free(room);

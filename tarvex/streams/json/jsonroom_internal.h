@@ -3,10 +3,9 @@
 //
 // A large document needs hundreds of megabytes of fresh memory per parse,
 // and taking it from the system in 4 KiB pages costs more than the parse
-// itself. Large room therefore comes straight from mmap, aligned to and
-// advised for 2 MiB pages (the system may decline; then it is plain pages,
-// as before). Room of exactly one huge page is kept for reuse, up to
-// 64 MiB, and marked free to the system meanwhile. Small room, and all room
+// itself. Large room therefore comes straight from mmap, in whole 2 MiB
+// runs, and runs of exactly 2 MiB are kept for reuse, up to 64 MiB, marked
+// free to the system meanwhile. Small room, and all room
 // under a sanitizer (which must see every overrun), comes from the heap.
 #pragma once
 #include <cstddef>
