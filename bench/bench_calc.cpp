@@ -1,7 +1,8 @@
 // Whole-tree calculation on a plant-sized tree (100 zones x 10 lines x 100
 // parts, 10 parameters each, 10^5 formulas of mixed kinds), an incremental
 // edit against a full run, and the dependency sort on its worst shapes.
-// Fixed seed; peak RSS is reported as a counter (kilobytes, whole process).
+// The random trees start from a fixed state; peak RSS is reported as a counter (kilobytes, whole
+// process).
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 

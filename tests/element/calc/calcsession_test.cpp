@@ -72,8 +72,8 @@ std::unique_ptr<CElement> RandomTree(std::mt19937& rng, int elements, bool wild)
     return root;
 }
 
-void RandomEdits(bool wild, unsigned seed) {
-    std::mt19937 rng(seed);
+void RandomEdits(bool wild, unsigned start) {
+    std::mt19937 rng(start);
     auto root = RandomTree(rng, 80, wild);
     CElementCalcSession session(root.get());
     EXPECT_TRUE(session.Calculate());
@@ -115,11 +115,11 @@ void RandomEdits(bool wild, unsigned seed) {
 } // namespace
 
 TEST(CalcSession, IncrementalRunsEqualFullRunsAfterRandomEdits) {
-    for (unsigned seed : {1u, 2u, 3u}) RandomEdits(false, seed);
+    for (unsigned start : {1u, 2u, 3u}) RandomEdits(false, start);
 }
 
 TEST(CalcSession, TreesWithCyclesOrCompileTimeReadsFallBackToFullRuns) {
-    for (unsigned seed : {4u, 5u}) RandomEdits(true, seed);
+    for (unsigned start : {4u, 5u}) RandomEdits(true, start);
 }
 
 TEST(CalcSession, OnlyTheDependentChainIsRecalculated) {
