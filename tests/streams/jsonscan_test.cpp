@@ -172,6 +172,19 @@ TEST(JsonScan, LargeRoomIsZeroedWritableAndGivenBack) {
         std::memset(page, round, tj::kMappedRoom);
         tj::FreeRoom(page, tj::kMappedRoom);
     }
+    // A larger mapping given back is kept and handed out again, shrunk to a
+    // smaller length; zeroed room never comes from what was kept.
+    for (std::size_t bytes : {(std::size_t(9) << 20) + 3, std::size_t(5) << 20}) {
+        auto* room = static_cast<unsigned char*>(tj::AllocateRoom(bytes, false));
+        ASSERT_NE(room, nullptr);
+        std::memset(room, 0x33, bytes);
+        tj::FreeRoom(room, bytes);
+        auto* zeroed = static_cast<unsigned char*>(tj::AllocateRoom(bytes, true));
+        ASSERT_NE(zeroed, nullptr);
+        EXPECT_EQ(zeroed[0], 0);
+        EXPECT_EQ(zeroed[bytes - 1], 0);
+        tj::FreeRoom(zeroed, bytes);
+    }
     // A text above that size reads through the mapped copy.
     std::u16string big = u"[\"";
     big.append(std::size_t(3) << 20, u'w');

@@ -1,7 +1,9 @@
 #include "tarvex/streams/json/jsonroom_internal.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <mutex>
 
@@ -23,41 +25,94 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
-// Mapped runs of exactly 2 MiB each, given back by arenas and not
-// yet to the system: a parse after another then neither faults nor zeroes
-// that much of its block memory. At most 64 MiB stay (no more than the heap
-// itself may keep at its top), and the system may take them back whenever it
-// runs short.
-class CKeptPages {
+// Mapped room given back by arenas and readers and not yet to the system:
+// 2 MiB runs, and the one larger mapping freed last (a large text's copy).
+// A parse after another then neither faults nor zeroes that memory again,
+// which costs more than the parse itself. Kept room is marked free to the
+// system, which takes it back whenever it runs short; until then the next
+// parse writes over it with no fault. The whole is capped at a sixteenth of
+// physical memory, at most 1 GiB and at least 64 MiB: about the tree of a
+// 250 MB document, and no more than a caching allocator would hold.
+class CKeptRoom {
 public:
-    void* Take() {
+    void* TakeRun() {
         std::lock_guard<std::mutex> lock(mutex);
-        return count == 0 ? nullptr : pages[--count];
+        if (runCount == 0) return nullptr;
+        kept -= kRun;
+        return runs[--runCount];
     }
-    bool Keep(void* page) {
+    bool KeepRun(void* run) {
         {
             std::lock_guard<std::mutex> lock(mutex);
-            if (count == kKeptPages) return false;
-            pages[count++] = page;
+            if (runCount == kMaxRuns || kept + kRun > cap) return false;
+            runs[runCount++] = run;
+            kept += kRun;
         }
-#if defined(MADV_FREE)
-        // The system may take the page back when it runs short; until then
-        // the next parse writes over it with no fault and no zeroing.
-        ::madvise(page, kMappedRoom, MADV_FREE);
-#endif
+        MarkFree(run, kRun);
+        return true;
+    }
+    // The kept large mapping when it holds `bytes`, with its own length.
+    void* TakeLarge(std::size_t bytes, std::size_t& length) {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (large == nullptr || largeBytes < bytes) return nullptr;
+        void* room = large;
+        length = largeBytes;
+        kept -= largeBytes;
+        large = nullptr;
+        largeBytes = 0;
+        return room;
+    }
+    // Keeps the latest large mapping in place of the one before, which is
+    // given back to the system.
+    bool KeepLarge(void* room, std::size_t length) {
+        void* dropped = nullptr;
+        std::size_t droppedBytes = 0;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (kept - largeBytes + length > cap) return false;
+            dropped = large;
+            droppedBytes = largeBytes;
+            kept = kept - largeBytes + length;
+            large = room;
+            largeBytes = length;
+        }
+        if (dropped != nullptr) ::munmap(dropped, droppedBytes);
+        MarkFree(room, length);
         return true;
     }
 
 private:
-    static constexpr std::size_t kKeptPages = 32;
+    static constexpr std::size_t kMaxRuns = 512;
+
+    static void MarkFree(void* room, std::size_t length) {
+#if defined(MADV_FREE)
+        ::madvise(room, length, MADV_FREE);
+#else
+        (void)room;
+        (void)length;
+#endif
+    }
+    static std::size_t Cap() {
+        const long pages = ::sysconf(_SC_PHYS_PAGES);
+        const long pageSize = ::sysconf(_SC_PAGESIZE);
+        const std::size_t least = std::size_t(64) << 20;
+        if (pages <= 0 || pageSize <= 0) return least;
+        const std::size_t sixteenth = std::size_t(pages) / 16 * std::size_t(pageSize);
+        return std::clamp(sixteenth, least, std::size_t(1) << 30);
+    }
+
     std::mutex mutex;
-    void* pages[kKeptPages] = {};
-    std::size_t count = 0;
+    void* runs[kMaxRuns] = {};
+    std::size_t runCount = 0;
+    void* large = nullptr;
+    std::size_t largeBytes = 0;
+    std::size_t kept = 0;
+    const std::size_t cap = Cap();
 };
 
-CKeptPages& KeptPages() {
-    // Never destroyed: an arena may give its pages back during exit.
-    static CKeptPages* kept = new CKeptPages;
+CKeptRoom& KeptRoom() {
+    // Never destroyed: an arena may give its room back during exit.
+    static CKeptRoom* kept = new CKeptRoom;
     return *kept;
 }
 
@@ -65,7 +120,7 @@ bool IsMapped(std::size_t bytes, std::size_t mappedFrom) {
     return !kSanitized && bytes >= mappedFrom && bytes >= kMappedRoom;
 }
 
-std::size_t WholePages(std::size_t bytes) {
+std::size_t WholeRuns(std::size_t bytes) {
     return (bytes + kRun - 1) & ~(kRun - 1);
 }
 
@@ -73,11 +128,22 @@ std::size_t WholePages(std::size_t bytes) {
 
 void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom) {
     if (!IsMapped(bytes, mappedFrom)) return zeroed ? std::calloc(bytes, 1) : std::malloc(bytes);
-    if (!zeroed && bytes == kRun) {
-        if (void* kept = KeptPages().Take()) return kept;
-    }
-    const std::size_t length = WholePages(bytes);
+    const std::size_t length = WholeRuns(bytes);
     if (length < bytes) return nullptr;
+    if (!zeroed) {
+        // Kept room holds what was written before: only for callers that
+        // write before they read.
+        std::size_t keptLength = 0;
+        void* kept =
+            length == kRun ? KeptRoom().TakeRun() : KeptRoom().TakeLarge(length, keptLength);
+        if (kept != nullptr) {
+            // A larger mapping is shrunk to the asked length, so the caller's
+            // byte count still names it.
+            if (keptLength > length)
+                ::munmap(static_cast<char*>(kept) + length, keptLength - length);
+            return kept;
+        }
+    }
     // No huge-page advice: the kernel then compacts memory on the first
     // touch, which stalled a parse for a second on a fragmented machine.
     void* room =
@@ -87,11 +153,14 @@ void* AllocateRoom(std::size_t bytes, bool zeroed, std::size_t mappedFrom) {
 
 void FreeRoom(void* room, std::size_t bytes, std::size_t mappedFrom) noexcept {
     if (room == nullptr) return;
-    if (IsMapped(bytes, mappedFrom)) {
-        if (bytes == kRun && KeptPages().Keep(room)) return;
-        ::munmap(room, WholePages(bytes));
-    } else
+    if (!IsMapped(bytes, mappedFrom)) {
         std::free(room);
+        return;
+    }
+    const std::size_t length = WholeRuns(bytes);
+    const bool kept =
+        length == kRun ? KeptRoom().KeepRun(room) : KeptRoom().KeepLarge(room, length);
+    if (!kept) ::munmap(room, length);
 }
 
 } // namespace tarvex::json_internal

@@ -4,9 +4,10 @@
 // A large document needs hundreds of megabytes of fresh memory per parse,
 // and taking it from the system in 4 KiB pages costs more than the parse
 // itself. Large room therefore comes straight from mmap, in whole 2 MiB
-// runs, and runs of exactly 2 MiB are kept for reuse, up to 64 MiB, marked
-// free to the system meanwhile. Small room, and all room
-// under a sanitizer (which must see every overrun), comes from the heap.
+// runs, and what is given back is kept for the next parse (runs, and the
+// last larger mapping), marked free to the system meanwhile, up to a share
+// of physical memory. Small room, and all room under a sanitizer (which
+// must see every overrun), comes from the heap.
 #pragma once
 #include <cstddef>
 
