@@ -214,7 +214,6 @@ void CXMLOutStream::PutText(const char16_t* text, bool quotes) {
 
 void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape, bool quotes) {
     // Long texts go straight to the stream rather than through a copy here.
-    constexpr std::size_t kLongText = 4096;
     if (count > kLongText) {
         Send();
         const bool previous = stream->cvtQuota;
@@ -246,7 +245,7 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
         // them; the encoder stops there by itself.
         std::size_t nameLength = static_cast<std::size_t>(attr->GetName().GetLength());
         std::size_t valueLength = static_cast<std::size_t>(attr->GetValue().GetLength());
-        if (!known || nameLength > 4096 || valueLength > 4096) {
+        if (!known || nameLength > kLongText || valueLength > kLongText) {
             nameLength = TextLength(attr->GetName());
             valueLength = TextLength(attr->GetValue());
             PutMarkup(" ", 1);
@@ -269,17 +268,55 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
     }
 }
 
-void CXMLOutStream::PutOpenTag(const char16_t* name, CXMLAttrs* attrs) {
-    PutMarkup("<", 1);
-    PutText(name, stream->cvtQuota);
+void CXMLOutStream::PutTag(CMarkup start, const char16_t* name, std::size_t nameLength,
+                           CXMLAttrs* attrs, CMarkup end) {
+    if (stream->getEncoing() == COutStream::eEncodingUTF8 && nameLength <= kLongText) {
+        // The whole tag in one piece of room, when no text in it is long.
+        std::size_t room = start.length + tarvex::textencode::Utf8Room(nameLength) + end.length;
+        bool fits = true;
+        for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n; ++i) {
+            const CXMLAttr* attr = attrs->GetAttr(i);
+            const auto nameUnits = static_cast<std::size_t>(attr->GetName().GetLength());
+            const auto valueUnits = static_cast<std::size_t>(attr->GetValue().GetLength());
+            fits = fits && nameUnits <= kLongText && valueUnits <= kLongText;
+            room += tarvex::textencode::Utf8Room(nameUnits) +
+                    tarvex::textencode::Utf8Room(valueUnits) + 4;
+        }
+        if (fits) {
+            const bool escape = stream->xmlSymbols;
+            char* const out = pending.Room(room);
+            char* p = out;
+            for (unsigned int k = 0; k < start.length; ++k)
+                *p++ = start.text[k]; // a few bytes: no call
+            p += tarvex::textencode::EncodeUtf8(p, name, nameLength, escape, stream->cvtQuota,
+                                                false);
+            for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n; ++i) {
+                const CXMLAttr* attr = attrs->GetAttr(i);
+                const CString& attrName = attr->GetName();
+                const CString& attrValue = attr->GetValue();
+                p += tarvex::textencode::EncodeUtf8Attribute(
+                    p, attrName, static_cast<std::size_t>(attrName.GetLength()), attrValue,
+                    static_cast<std::size_t>(attrValue.GetLength()), escape);
+            }
+            for (unsigned int k = 0; k < end.length; ++k) *p++ = end.text[k];
+            pending.size += static_cast<std::size_t>(p - out);
+            return;
+        }
+    }
+    PutMarkup(start.text, start.length);
+    PutText(name, nameLength, stream->xmlSymbols, stream->cvtQuota);
     PutAttrs(attrs);
-    PutMarkup(">", 1);
+    PutMarkup(end.text, end.length);
+}
+
+void CXMLOutStream::PutOpenTag(const char16_t* name, CXMLAttrs* attrs) {
+    PutTag(CMarkup("<"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           attrs, CMarkup(">"));
 }
 
 void CXMLOutStream::PutCloseTag(const char16_t* name) {
-    PutMarkup("</", 2);
-    PutText(name, stream->cvtQuota);
-    PutMarkup(">", 1);
+    PutTag(CMarkup("</"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           nullptr, CMarkup(">"));
 }
 
 // --- Writing.
@@ -381,9 +418,7 @@ int CXMLOutStream::EndTable() {
     StartItem();
     if (!tableNames.IsEmpty()) {
         const std::u16string_view name = tableNames.Top();
-        PutMarkup("</", 2);
-        PutText(name.data(), name.size(), stream->xmlSymbols, stream->cvtQuota);
-        PutMarkup(">", 1);
+        PutTag(CMarkup("</"), name.data(), name.size(), nullptr, CMarkup(">"));
         tableNames.Pop();
     } else {
         PutCloseTag(u"");
@@ -395,10 +430,8 @@ int CXMLOutStream::EndTable() {
 int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
     StartItem();
-    PutMarkup("<", 1);
-    PutText(name, stream->cvtQuota);
-    PutAttrs(attrs);
-    PutMarkup(" />", 3);
+    PutTag(CMarkup("<"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           attrs, CMarkup(" />"));
     Send();
     return 1;
 }

@@ -149,6 +149,21 @@ private:
     // Readies the tag bytes for the next item: in place when the stream is
     // the writer's own memory stream.
     void StartItem() { pending.Start(memory); }
+    // Texts longer than this are written straight to the stream, not
+    // assembled with the tag.
+    static constexpr std::size_t kLongText = 4096;
+
+    // A few ASCII bytes of markup with their count.
+    struct CMarkup {
+        template <std::size_t N>
+        constexpr explicit CMarkup(const char (&literal)[N]) : text(literal), length(N - 1) {}
+        const char* text;
+        unsigned int length;
+    };
+    // `start`, the name, the attributes and `end`: a whole tag, in one
+    // piece of room when it can be.
+    void PutTag(CMarkup start, const char16_t* name, std::size_t nameLength, CXMLAttrs* attrs,
+                CMarkup end);
     void PutOpenTag(const char16_t* name, CXMLAttrs* attrs);
     void PutAttrs(CXMLAttrs* attrs);
     void PutMarkup(const char* ascii, unsigned int length);
