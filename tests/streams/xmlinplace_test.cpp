@@ -63,9 +63,14 @@ std::u16string RandomText(std::mt19937& rng, int length) {
     return text;
 }
 
+// Mostly short texts; some of hundreds of units, so that a tag fills much
+// of the room before a piece of it runs short; a few past the length that
+// goes straight to the stream.
 int RandomLength(std::mt19937& rng) {
     const unsigned kind = rng() % 20;
-    return kind == 0 ? static_cast<int>(rng() % 5000) : static_cast<int>(rng() % 24);
+    return kind == 0  ? static_cast<int>(rng() % 5000)
+           : kind < 6 ? static_cast<int>(rng() % 400)
+                      : static_cast<int>(rng() % 24);
 }
 
 struct Writer {
@@ -116,7 +121,7 @@ TEST(XmlInPlaceTags, RandomDocumentsMatchTheRulesWhereverTheRoomRunsOut) {
         for (int step = 0; step < 400; ++step) {
             std::vector<std::pair<std::u16string, std::u16string>> set;
             attrs.Flush();
-            for (int n = static_cast<int>(rng() % 5); n > 0; --n) {
+            for (int n = static_cast<int>(rng() % 9); n > 0; --n) {
                 std::u16string name = u"a" + RandomText(rng, static_cast<int>(rng() % 9));
                 std::u16string value = RandomText(rng, RandomLength(rng));
                 if (!value.empty() && rng() % 8 == 0) value[rng() % value.size()] = 0;
@@ -181,6 +186,23 @@ TEST(XmlInPlaceTags, RandomDocumentsMatchTheRulesWhereverTheRoomRunsOut) {
         delete w.stream;
         if (HasFatalFailure()) return;
     }
+}
+
+TEST(XmlInPlaceTags, ATagLargerThanTheWritersOwnStorageMovesOutOfPlaceWhole) {
+    // A first tag of over a kilobyte is assembled in place, then its text
+    // does not fit the room left: all of it moves to the writer's storage.
+    CXMLOutStream out;
+    CCharStream* stream = out.Create(COutStream::eEncodingUTF8);
+    const std::u16string filler(2000, u'x');
+    stream->write(filler.data(), filler.size());
+    CXMLAttrs attrs;
+    attrs.AddAttr(u"a", std::u16string(1100, u'w').c_str());
+    out.WriteParameter(u"p", std::u16string(2000, u'v').c_str(), 1, &attrs);
+    out.Close();
+    EXPECT_EQ(std::string(static_cast<const char*>(stream->GetBuffer()), stream->GetByteLength()),
+              "<?xml version=\"1.0\" ?>" + std::string(2000, 'x') + "<p a=\"" +
+                  std::string(1100, 'w') + "\">" + std::string(2000, 'v') + "</p>");
+    delete stream;
 }
 
 TEST(XmlInPlaceTags, DeepTablesCloseInnerFirstPastTheInlineNames) {

@@ -8,33 +8,41 @@
 namespace {
 
 // Attribute objects of sets gone by on this thread. Only small ones are
-// kept, so the cache holds a few kilobytes at most.
-class CRetiredAttrs {
-public:
+// kept, so the cache holds a few kilobytes at most. Plain data, so that a
+// set destroyed late in the thread's exit (a static one) still finds it,
+// closed, and deletes its objects itself.
+struct CRetiredAttrs {
     static constexpr int kKept = 16;
     static constexpr int kLargestText = 64;
 
-    CRetiredAttrs() = default;
-    CRetiredAttrs(const CRetiredAttrs&) = delete;
-    CRetiredAttrs& operator=(const CRetiredAttrs&) = delete;
-    ~CRetiredAttrs() {
-        while (count > 0) delete items[--count];
-    }
-    CXMLAttr* Take() { return count > 0 ? items[--count] : nullptr; }
-    bool Keep(CXMLAttr* attr) {
-        if (count == kKept || attr->GetName().GetAllocLength() > kLargestText ||
-            attr->GetValue().GetAllocLength() > kLargestText)
-            return false;
-        items[count++] = attr;
-        return true;
-    }
-
-private:
     CXMLAttr* items[kKept];
-    int count = 0;
+    int count;
+    bool closed;
 };
 
-thread_local CRetiredAttrs t_retired;
+thread_local CRetiredAttrs t_retired{};
+
+// Deletes what the cache holds when the thread ends, and closes it.
+struct CRetiredAttrsDrain {
+    bool armed = false;
+    ~CRetiredAttrsDrain() {
+        t_retired.closed = true;
+        while (t_retired.count > 0) delete t_retired.items[--t_retired.count];
+    }
+};
+
+thread_local CRetiredAttrsDrain t_retiredDrain;
+
+bool KeepRetired(CXMLAttr* attr) {
+    CRetiredAttrs& retired = t_retired;
+    if (retired.closed || retired.count == CRetiredAttrs::kKept ||
+        attr->GetName().GetAllocLength() > CRetiredAttrs::kLargestText ||
+        attr->GetValue().GetAllocLength() > CRetiredAttrs::kLargestText)
+        return false;
+    if (retired.count == 0) t_retiredDrain.armed = true; // registers the drain
+    retired.items[retired.count++] = attr;
+    return true;
+}
 
 } // namespace
 
@@ -45,14 +53,15 @@ CXMLAttrs::~CXMLAttrs() {
 }
 
 CXMLAttr* CXMLAttrs::Retired() {
-    if (CXMLAttr* attr = t_retired.Take()) return attr;
+    CRetiredAttrs& retired = t_retired;
+    if (retired.count > 0) return retired.items[--retired.count];
     return new CXMLAttr(CString(), CString());
 }
 
 void CXMLAttrs::Retire(CIndirectArray<CXMLAttr>& list) {
     // The first to arrive is taken first by the next set.
     for (std::int64_t i = list.GetLength() - 1; i >= 0; --i) {
-        if (!t_retired.Keep(list[i])) delete list[i];
+        if (!KeepRetired(list[i])) delete list[i];
     }
     list.TArrayTemplate<CXMLAttr*>::Clear(); // the objects are kept or gone
 }

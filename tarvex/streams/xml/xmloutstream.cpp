@@ -110,8 +110,10 @@ void CXMLOutStream::CTagBytes::Start(CCharStream* memory) {
 }
 
 char* CXMLOutStream::CTagBytes::Grow(std::size_t n) {
-    if (ownCapacity - size < n) {
-        const std::size_t grown = ownCapacity * 2 - size >= n ? ownCapacity * 2 : size + n;
+    // `size` may exceed the own storage while the bytes are in place.
+    const std::size_t needed = size + n;
+    if (needed > ownCapacity) {
+        const std::size_t grown = ownCapacity * 2 >= needed ? ownCapacity * 2 : needed;
         char* fresh =
             static_cast<char*>(own == ownInline ? std::malloc(grown) : std::realloc(own, grown));
         if (fresh == nullptr) {
