@@ -128,14 +128,19 @@ struct LaneKinds {
 #if defined(__SSE2__)
 inline LaneKinds KindsOfVector(__m128i units, bool escape, bool quotes, bool nul) {
     const __m128i zero = _mm_setzero_si128();
-    const __m128i ones = _mm_set1_epi16(-1);
-    const __m128i special = SpecialVector(units, escape, quotes, nul);
     const __m128i narrow = _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-128)), zero);
-    const __m128i big =
-        _mm_xor_si128(_mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-2048)), zero), ones);
-    // Special lanes that are ASCII are entities or NUL.
-    const __m128i hard = _mm_or_si128(big, _mm_and_si128(special, narrow));
-    return {_mm_movemask_epi8(hard), _mm_movemask_epi8(_mm_xor_si128(narrow, ones))};
+    const __m128i small = _mm_cmpeq_epi16(_mm_and_si128(units, _mm_set1_epi16(-2048)), zero);
+    // Entities and NUL are ASCII lanes by themselves.
+    __m128i stop = zero;
+    if (escape) {
+        stop = _mm_cmpeq_epi16(units, _mm_set1_epi16('&'));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, _mm_set1_epi16('<')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, _mm_set1_epi16('>')));
+        if (quotes) stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, _mm_set1_epi16('"')));
+    }
+    if (nul) stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, zero));
+    return {(~_mm_movemask_epi8(small) & 0xFFFF) | _mm_movemask_epi8(stop),
+            ~_mm_movemask_epi8(narrow) & 0xFFFF};
 }
 
 // The bytes of eight ASCII units as one number, the first in the low byte.
