@@ -273,16 +273,17 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
 void CXMLOutStream::PutTag(CMarkup start, const char16_t* name, std::size_t nameLength,
                            CXMLAttrs* attrs, CMarkup end) {
     if (stream->getEncoing() == COutStream::eEncodingUTF8 && nameLength <= kLongText) {
-        // The whole tag in one piece of room, when no text in it is long.
+        // The whole tag in one piece of room, when no text in it is long
+        // and the worst case of all of it is not far beyond a real tag.
         std::size_t room = start.length + tarvex::textencode::Utf8Room(nameLength) + end.length;
         bool fits = true;
-        for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n; ++i) {
+        for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n && fits; ++i) {
             const CXMLAttr* attr = attrs->GetAttr(i);
             const auto nameUnits = static_cast<std::size_t>(attr->GetName().GetLength());
             const auto valueUnits = static_cast<std::size_t>(attr->GetValue().GetLength());
-            fits = fits && nameUnits <= kLongText && valueUnits <= kLongText;
             room += tarvex::textencode::Utf8Room(nameUnits) +
                     tarvex::textencode::Utf8Room(valueUnits) + 4;
+            fits = nameUnits <= kLongText && valueUnits <= kLongText && room <= kLongTag;
         }
         if (fits) {
             const bool escape = stream->xmlSymbols;

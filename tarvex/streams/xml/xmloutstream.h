@@ -152,6 +152,9 @@ private:
     // Texts longer than this are written straight to the stream, not
     // assembled with the tag.
     static constexpr std::size_t kLongText = 4096;
+    // Tags whose worst case needs more room than this are assembled piece
+    // by piece, each piece with room for itself only.
+    static constexpr std::size_t kLongTag = 64 * 1024;
 
     // A few ASCII bytes of markup with their count.
     struct CMarkup {
