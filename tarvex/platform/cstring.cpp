@@ -52,8 +52,12 @@ CString::Data* CString::Allocate(int capacity) {
 }
 
 void CString::Release(Data* data) noexcept {
-    if (data->refs.load(std::memory_order_relaxed) < 0) return;
-    if (data->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    const int refs = data->refs.load(std::memory_order_acquire);
+    if (refs < 0) return;
+    // The only holder needs no locked decrement: no other thread can reach
+    // the buffer to take a reference, and the acquire load has seen the
+    // releases of any holders before.
+    if (refs == 1 || data->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         data->~Data();
         std::free(data);
     }
@@ -565,9 +569,25 @@ char16_t* CString::GetBuffer(int minLength) {
     return m_pszData;
 }
 
+namespace {
+
+// The characters a buffer for `length` can hold in the heap block it takes
+// anyway: blocks come in steps of 16 bytes, 8 of them the heap's own. A
+// string refilled with texts of varying length then seldom reallocates.
+int BlockCapacity(int length) {
+    if (length > (1 << 28)) return length;
+    const std::size_t bytes = sizeof(CString::Data) + (std::size_t(length) + 1) * sizeof(char16_t);
+    const std::size_t usable = bytes <= 24 ? 24 : ((bytes - 8 + 15) & ~std::size_t(15)) + 8;
+    return static_cast<int>((usable - sizeof(CString::Data)) / sizeof(char16_t) - 1);
+}
+
+} // namespace
+
 char16_t* CString::ResizeBuffer(int length) {
     if (length < 0) length = 0;
-    GetBuffer(length);
+    // Only reached when the buffer is shared or short: a new one is made
+    // anyway, and its length is set below, so the extra room is never read.
+    GetBuffer(BlockCapacity(length));
     SetLength(length);
     return m_pszData;
 }

@@ -36,6 +36,9 @@ public:
     // Size and access.
     int GetLength() const noexcept { return Header()->length; }
     bool IsEmpty() const noexcept { return Header()->length == 0; }
+    // Characters the buffer holds without growing, not counting the
+    // terminator.
+    int GetAllocLength() const noexcept { return Header()->capacity; }
     void Empty() noexcept;
     char16_t GetAt(int index) const noexcept { return m_pszData[index]; }
     char16_t operator[](int index) const noexcept { return m_pszData[index]; }

@@ -32,6 +32,29 @@ protected:
     std::uint64_t GetSize() const { return size; }
 
 private:
+    // The XML writer assembles its tags in place, past the text, and takes
+    // them in when whole: no copy through a buffer of its own.
+    friend class CXMLOutStream;
+
+    std::uint64_t TerminatorBytes() const { return getEncoing() == eEncodingUnicode ? 2 : 1; }
+    // Bytes that can be written at End() with no growth, the terminator
+    // kept clear as writeBytes keeps it.
+    std::uint64_t FreeBytes() const {
+        const std::uint64_t used = pos + TerminatorBytes();
+        return size > used ? size - used - 1 : 0;
+    }
+    char* End() const { return buffer + pos; }
+    // Takes `n` bytes written at End(), no more than FreeBytes(), as text.
+    void Advance(std::uint64_t n) {
+        pos += n;
+        Terminate();
+    }
+    // Ends the text at `pos` again after bytes written at End() were not
+    // taken.
+    void Terminate() {
+        buffer[pos] = 0;
+        if (TerminatorBytes() == 2) buffer[pos + 1] = 0;
+    }
     bool Grow(std::uint64_t n);
 
     std::uint64_t size;

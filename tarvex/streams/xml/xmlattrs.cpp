@@ -5,6 +5,67 @@
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/platform/wide.h"
 
+namespace {
+
+// Attribute objects of sets gone by on this thread. Only small ones are
+// kept, so the cache holds a few kilobytes at most. Plain data, so that a
+// set destroyed late in the thread's exit (a static one) still finds it,
+// closed, and deletes its objects itself.
+struct CRetiredAttrs {
+    static constexpr int kKept = 16;
+    static constexpr int kLargestText = 64;
+
+    CXMLAttr* items[kKept];
+    int count;
+    bool closed;
+};
+
+thread_local CRetiredAttrs t_retired{};
+
+// Deletes what the cache holds when the thread ends, and closes it.
+struct CRetiredAttrsDrain {
+    bool armed = false;
+    ~CRetiredAttrsDrain() {
+        t_retired.closed = true;
+        while (t_retired.count > 0) delete t_retired.items[--t_retired.count];
+    }
+};
+
+thread_local CRetiredAttrsDrain t_retiredDrain;
+
+bool KeepRetired(CXMLAttr* attr) {
+    CRetiredAttrs& retired = t_retired;
+    if (retired.closed || retired.count == CRetiredAttrs::kKept ||
+        attr->GetName().GetAllocLength() > CRetiredAttrs::kLargestText ||
+        attr->GetValue().GetAllocLength() > CRetiredAttrs::kLargestText)
+        return false;
+    if (retired.count == 0) t_retiredDrain.armed = true; // registers the drain
+    retired.items[retired.count++] = attr;
+    return true;
+}
+
+} // namespace
+
+CXMLAttrs::~CXMLAttrs() {
+    sorted.Clear();
+    Retire(spare);
+    Retire(attrs);
+}
+
+CXMLAttr* CXMLAttrs::Retired() {
+    CRetiredAttrs& retired = t_retired;
+    if (retired.count > 0) return retired.items[--retired.count];
+    return new CXMLAttr(CString(), CString());
+}
+
+void CXMLAttrs::Retire(CIndirectArray<CXMLAttr>& list) {
+    // The first to arrive is taken first by the next set.
+    for (std::int64_t i = list.GetLength() - 1; i >= 0; --i) {
+        if (!KeepRetired(list[i])) delete list[i];
+    }
+    list.TArrayTemplate<CXMLAttr*>::Clear(); // the objects are kept or gone
+}
+
 std::int64_t CXMLAttrs::Search(std::u16string_view name, std::int64_t& position) const {
     std::int64_t low = 0;
     std::int64_t high = sorted.GetLength() - 1;
@@ -101,24 +162,45 @@ void CXMLAttrs::AddNew(std::u16string_view name, std::u16string_view value) {
     Append(attr);
 }
 
-void CXMLAttrs::AddAttr(const char16_t* name, const char16_t* value) {
-    AddAttr(CString(name), CString(value));
+namespace {
+
+// The decimal digits of a number, as "%lld" gives them, at the end of
+// `digits`.
+std::u16string_view Decimal(std::int64_t value, char16_t (&digits)[24]) {
+    std::size_t n = 0;
+    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : value;
+    do {
+        digits[23 - n++] = static_cast<char16_t>(u'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) digits[23 - n++] = u'-';
+    return {digits + 24 - n, n};
 }
 
+std::u16string_view Name(const char16_t* name) {
+    return name != nullptr ? std::u16string_view(name) : std::u16string_view();
+}
+
+} // namespace
+
+void CXMLAttrs::AddAttr(const char16_t* name, const char16_t* value) {
+    AddAttr(Name(name), Name(value));
+}
+
+// Numbers go through the text form that reuses flushed attributes: a
+// writer's set refilled tag after tag makes no strings for them.
 void CXMLAttrs::AddAttr(const char16_t* name, int value) {
-    CString text;
-    text.Format(u"%d", value);
-    AddAttr(CString(name), text);
+    char16_t digits[24];
+    AddAttr(Name(name), Decimal(value, digits));
 }
 
 void CXMLAttrs::AddAttr(const char16_t* name, std::int64_t value) {
-    CString text;
-    text.Format(u"%lld", static_cast<long long>(value));
-    AddAttr(CString(name), text);
+    char16_t digits[24];
+    AddAttr(Name(name), Decimal(value, digits));
 }
 
 void CXMLAttrs::AddAttr(const char16_t* name, bool value) {
-    AddAttr(CString(name), CString(value ? u"1" : u"0"));
+    AddAttr(Name(name), std::u16string_view(value ? u"1" : u"0", 1));
 }
 
 void CXMLAttrs::AddAttr(const char16_t* name, double value) {

@@ -40,6 +40,8 @@ private:
 
     static void Assign(CString& target, std::u16string_view text) {
         const std::size_t n = text.size();
+        // An empty text into an empty string: nothing to make.
+        if (n == 0 && target.IsEmpty()) return;
         char16_t* to = target.GetBufferSetLength(static_cast<int>(n));
         const char16_t* from = text.data();
         // Attribute texts are short: fixed-size moves, the last one
@@ -64,10 +66,13 @@ private:
 
 class CXMLAttrs : public CTarvexObject {
 public:
-    CXMLAttrs() : attrs(1, 16, true, -8), sorted(0, 16, false, -8), spare(0, 16, true, -8) {}
+    CXMLAttrs() : attrs(0, 16, true, -8), sorted(0, 16, false, -8), spare(0, 16, true, -8) {}
     CXMLAttrs(const CXMLAttrs&) = delete;
     CXMLAttrs& operator=(const CXMLAttrs&) = delete;
-    ~CXMLAttrs() override = default;
+    // Leaves a few of its attribute objects, with their buffers, to the next
+    // set made on this thread: a writer that makes a set per document then
+    // allocates nothing for attributes after the first one.
+    ~CXMLAttrs() override;
 
     void AddAttr(const char16_t* name, const char16_t* value);
     void AddAttr(const CString& name, const CString& value);
@@ -143,9 +148,13 @@ private:
     // The attribute the next add will reuse: the top of `spare`, which
     // keeps owning it until AddSpare.
     CXMLAttr* NextSpare() {
-        if (spare.IsEmpty()) spare.Add(new CXMLAttr(CString(), CString()));
+        if (spare.IsEmpty()) spare.Add(Retired());
         return spare.Last();
     }
+    // An attribute object left by a set gone by, or a new one.
+    static CXMLAttr* Retired();
+    // Hands the objects of `list` to the next sets, or deletes them.
+    static void Retire(CIndirectArray<CXMLAttr>& list);
     // Adds the attribute NextSpare gave, its name and value filled in. A
     // name already present takes the value and the spare stays spare.
     void AddSpare(CXMLAttr* attr);

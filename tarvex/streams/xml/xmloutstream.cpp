@@ -57,20 +57,21 @@ void CXMLOutStream::WriteDeclaration() {
 
 CCharStream* CXMLOutStream::Create(COutStream::EStreamEncoding encoding) {
     if (created) return nullptr;
-    CCharStream* memory = nullptr;
+    CCharStream* charStream = nullptr;
     try {
-        memory = new CCharStream(true, 1024, 8192);
-        memory->setEncoding(encoding);
-        stream = memory;
+        charStream = new CCharStream(true, 1024, 8192);
+        charStream->setEncoding(encoding);
+        stream = charStream;
         WriteDeclaration();
     } catch (int) {
-        delete memory;
+        delete charStream;
         stream = nullptr;
         return nullptr;
     }
+    memory = charStream;
     created = 1;
     ownsStream = 0;
-    return memory;
+    return charStream;
 }
 
 int CXMLOutStream::Create(const char16_t* path) {
@@ -90,29 +91,99 @@ int CXMLOutStream::Create(const char16_t* path) {
 
 // --- Tag assembly.
 
-CXMLOutStream::CPendingBytes::~CPendingBytes() {
-    std::free(data);
+CXMLOutStream::CTagBytes::~CTagBytes() {
+    if (own != ownInline) std::free(own);
 }
 
-char* CXMLOutStream::CPendingBytes::Grow(std::size_t n) {
-    // One allocation covers the tags of most documents.
-    std::size_t grown = capacity < 4096 ? 4096 : capacity * 2;
-    if (grown - size < n) grown = size + n;
-    void* fresh = std::realloc(data, grown);
-    if (fresh == nullptr) throw -1; // as the memory streams do
-    data = static_cast<char*>(fresh);
-    capacity = grown;
+void CXMLOutStream::CTagBytes::Start(CCharStream* memory) {
+    size = 0;
+    const std::uint64_t free = memory != nullptr ? memory->FreeBytes() : 0;
+    if (free != 0) {
+        inPlace = memory;
+        data = memory->End();
+        capacity = static_cast<std::size_t>(free);
+    } else {
+        inPlace = nullptr;
+        data = own;
+        capacity = ownCapacity;
+    }
+}
+
+char* CXMLOutStream::CTagBytes::Grow(std::size_t n) {
+    // `size` may exceed the own storage while the bytes are in place.
+    const std::size_t needed = size + n;
+    if (needed > ownCapacity) {
+        const std::size_t grown = ownCapacity * 2 >= needed ? ownCapacity * 2 : needed;
+        char* fresh =
+            static_cast<char*>(own == ownInline ? std::malloc(grown) : std::realloc(own, grown));
+        if (fresh == nullptr) {
+            // As the memory streams do; the stream must stay terminated.
+            if (inPlace != nullptr) inPlace->Terminate();
+            inPlace = nullptr;
+            data = own;
+            capacity = ownCapacity;
+            size = 0;
+            throw -1;
+        }
+        if (own == ownInline && inPlace == nullptr) std::memcpy(fresh, own, size);
+        own = fresh;
+        ownCapacity = grown;
+    }
+    if (inPlace != nullptr) {
+        // The stream's free room ran short: what is written moves here, and
+        // the text it was written past is ended again.
+        std::memcpy(own, data, size);
+        inPlace->Terminate();
+        inPlace = nullptr;
+    }
+    data = own;
+    capacity = ownCapacity;
     return data + size;
 }
 
-void CXMLOutStream::Send() {
-    const std::size_t size = pending.size;
-    pending.size = 0; // a failed write must not leave half a tag for the next call
-    const char* bytes = pending.data;
-    for (std::size_t at = 0; at < size; at += 1u << 30) {
-        const std::size_t take = size - at < (1u << 30) ? size - at : (1u << 30);
-        stream->writeBytes(bytes + at, static_cast<unsigned int>(take));
+void CXMLOutStream::CTagBytes::Send(COutStream* out) {
+    if (inPlace != nullptr) {
+        inPlace->Advance(size);
+    } else {
+        for (std::size_t at = 0; at < size; at += 1u << 30) {
+            const std::size_t take = size - at < (1u << 30) ? size - at : (1u << 30);
+            out->writeBytes(data + at, static_cast<unsigned int>(take));
+        }
     }
+    // Whatever a failed write left, the next item starts afresh.
+    inPlace = nullptr;
+    data = own;
+    capacity = ownCapacity;
+    size = 0;
+}
+
+void CXMLOutStream::CTableNames::Push(const char16_t* name) {
+    const std::size_t length = name != nullptr ? std::char_traits<char16_t>::length(name) : 0;
+    const std::size_t needed = used + length + kLengthUnits;
+    if (needed > capacity) {
+        std::size_t grown = capacity * 2 > needed ? capacity * 2 : needed;
+        void* fresh = units == unitsInline ? std::malloc(grown * sizeof(char16_t))
+                                           : std::realloc(units, grown * sizeof(char16_t));
+        if (fresh == nullptr) throw -1;
+        if (units == unitsInline) std::memcpy(fresh, units, used * sizeof(char16_t));
+        units = static_cast<char16_t*>(fresh);
+        capacity = grown;
+    }
+    if (length != 0) std::memcpy(units + used, name, length * sizeof(char16_t));
+    used += length;
+    for (std::size_t k = 0; k < kLengthUnits; ++k)
+        units[used++] = static_cast<char16_t>(static_cast<std::uint64_t>(length) >> (16 * k));
+}
+
+std::u16string_view CXMLOutStream::CTableNames::Top() const {
+    std::uint64_t length = 0;
+    for (std::size_t k = 0; k < kLengthUnits; ++k)
+        length |= static_cast<std::uint64_t>(units[used - kLengthUnits + k]) << (16 * k);
+    return {units + used - kLengthUnits - length, static_cast<std::size_t>(length)};
+}
+
+CXMLOutStream::CTableNames::~CTableNames() {
+    if (units != unitsInline) std::free(units);
 }
 
 void CXMLOutStream::PutMarkup(const char* ascii, unsigned int length) {
@@ -145,7 +216,6 @@ void CXMLOutStream::PutText(const char16_t* text, bool quotes) {
 
 void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape, bool quotes) {
     // Long texts go straight to the stream rather than through a copy here.
-    constexpr std::size_t kLongText = 4096;
     if (count > kLongText) {
         Send();
         const bool previous = stream->cvtQuota;
@@ -154,10 +224,13 @@ void CXMLOutStream::PutText(const char16_t* text, std::size_t count, bool escape
         stream->cvtQuota = previous;
         return;
     }
-    char* out = pending.Room(count * COutStream::kMaxCharBytes);
-    pending.size += stream->getEncoing() == COutStream::eEncodingUTF8
-                        ? tarvex::textencode::EncodeUtf8(out, text, count, escape, quotes, false)
-                        : stream->encode(out, text, count, escape, quotes);
+    if (stream->getEncoing() == COutStream::eEncodingUTF8) {
+        char* out = pending.Room(tarvex::textencode::Utf8Room(count));
+        pending.size += tarvex::textencode::EncodeUtf8(out, text, count, escape, quotes, false);
+    } else {
+        char* out = pending.Room(count * COutStream::kMaxCharBytes);
+        pending.size += stream->encode(out, text, count, escape, quotes);
+    }
 }
 
 void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
@@ -174,7 +247,7 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
         // them; the encoder stops there by itself.
         std::size_t nameLength = static_cast<std::size_t>(attr->GetName().GetLength());
         std::size_t valueLength = static_cast<std::size_t>(attr->GetValue().GetLength());
-        if (!known || nameLength > 4096 || valueLength > 4096) {
+        if (!known || nameLength > kLongText || valueLength > kLongText) {
             nameLength = TextLength(attr->GetName());
             valueLength = TextLength(attr->GetValue());
             PutMarkup(" ", 1);
@@ -185,25 +258,68 @@ void CXMLOutStream::PutAttrs(CXMLAttrs* attrs) {
             continue;
         }
         // The whole attribute in one piece of room.
-        char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 12);
-        pending.size += encoding == COutStream::eEncodingUTF8
-                            ? tarvex::textencode::EncodeUtf8Attribute(
-                                  out, name, nameLength, value, valueLength, stream->xmlSymbols)
-                            : stream->encodeAttribute(out, name, nameLength, value, valueLength);
+        if (encoding == COutStream::eEncodingUTF8) {
+            char* out = pending.Room(tarvex::textencode::Utf8Room(nameLength) +
+                                     tarvex::textencode::Utf8Room(valueLength) + 4);
+            pending.size += tarvex::textencode::EncodeUtf8Attribute(
+                out, name, nameLength, value, valueLength, stream->xmlSymbols);
+        } else {
+            char* out = pending.Room((nameLength + valueLength) * COutStream::kMaxCharBytes + 12);
+            pending.size += stream->encodeAttribute(out, name, nameLength, value, valueLength);
+        }
     }
 }
 
-void CXMLOutStream::PutOpenTag(const char16_t* name, CXMLAttrs* attrs) {
-    PutMarkup("<", 1);
-    PutText(name, stream->cvtQuota);
+void CXMLOutStream::PutTag(CMarkup start, const char16_t* name, std::size_t nameLength,
+                           CXMLAttrs* attrs, CMarkup end) {
+    if (stream->getEncoing() == COutStream::eEncodingUTF8 && nameLength <= kLongText) {
+        // The whole tag in one piece of room, when no text in it is long
+        // and the worst case of all of it is not far beyond a real tag.
+        std::size_t room = start.length + tarvex::textencode::Utf8Room(nameLength) + end.length;
+        bool fits = true;
+        for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n && fits; ++i) {
+            const CXMLAttr* attr = attrs->GetAttr(i);
+            const auto nameUnits = static_cast<std::size_t>(attr->GetName().GetLength());
+            const auto valueUnits = static_cast<std::size_t>(attr->GetValue().GetLength());
+            room += tarvex::textencode::Utf8Room(nameUnits) +
+                    tarvex::textencode::Utf8Room(valueUnits) + 4;
+            fits = nameUnits <= kLongText && valueUnits <= kLongText && room <= kLongTag;
+        }
+        if (fits) {
+            const bool escape = stream->xmlSymbols;
+            char* const out = pending.Room(room);
+            char* p = out;
+            for (unsigned int k = 0; k < start.length; ++k)
+                *p++ = start.text[k]; // a few bytes: no call
+            p += tarvex::textencode::EncodeUtf8(p, name, nameLength, escape, stream->cvtQuota,
+                                                false);
+            for (std::int64_t i = 0, n = attrs != nullptr ? attrs->GetCount() : 0; i < n; ++i) {
+                const CXMLAttr* attr = attrs->GetAttr(i);
+                const CString& attrName = attr->GetName();
+                const CString& attrValue = attr->GetValue();
+                p += tarvex::textencode::EncodeUtf8Attribute(
+                    p, attrName, static_cast<std::size_t>(attrName.GetLength()), attrValue,
+                    static_cast<std::size_t>(attrValue.GetLength()), escape);
+            }
+            for (unsigned int k = 0; k < end.length; ++k) *p++ = end.text[k];
+            pending.size += static_cast<std::size_t>(p - out);
+            return;
+        }
+    }
+    PutMarkup(start.text, start.length);
+    PutText(name, nameLength, stream->xmlSymbols, stream->cvtQuota);
     PutAttrs(attrs);
-    PutMarkup(">", 1);
+    PutMarkup(end.text, end.length);
+}
+
+void CXMLOutStream::PutOpenTag(const char16_t* name, CXMLAttrs* attrs) {
+    PutTag(CMarkup("<"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           attrs, CMarkup(">"));
 }
 
 void CXMLOutStream::PutCloseTag(const char16_t* name) {
-    PutMarkup("</", 2);
-    PutText(name, stream->cvtQuota);
-    PutMarkup(">", 1);
+    PutTag(CMarkup("</"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           nullptr, CMarkup(">"));
 }
 
 // --- Writing.
@@ -216,6 +332,7 @@ void CXMLOutStream::Write(const char16_t* text, bool cvtQuota) {
 }
 
 void CXMLOutStream::WriteAttrs(CXMLAttrs* attrs) {
+    StartItem();
     PutAttrs(attrs);
     Send();
 }
@@ -225,6 +342,7 @@ int CXMLOutStream::WriteParameter(const char16_t* name, const char16_t* value, i
     if (stream == nullptr) return 1;
     bool empty = value == nullptr || *value == 0;
     if (empty && skipEmpty != 0) return 1;
+    StartItem();
     PutOpenTag(name, attrs);
     if (!empty) PutText(value, stream->cvtQuota);
     PutCloseTag(name);
@@ -260,6 +378,7 @@ int CXMLOutStream::WriteCDATAParameter(const char16_t* name, const char16_t* val
     if (stream == nullptr) return 1;
     bool empty = value == nullptr || length == 0 || (length < 0 && *value == 0);
     if (empty && skipEmpty != 0) return 1;
+    StartItem();
     PutOpenTag(name, nullptr);
     PutMarkup("<![CDATA[", 9);
     if (!empty) {
@@ -277,6 +396,7 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
                                              std::uint64_t size, int skipEmpty) {
     if (stream == nullptr) return 1;
     if (size == 0 && skipEmpty != 0) return 1;
+    StartItem();
     PutOpenTag(name, nullptr);
     PutMarkup("<![CDATA[", 9);
     Send();
@@ -289,12 +409,8 @@ int CXMLOutStream::WriteCDATAbase64Parameter(const char16_t* name, const void* d
 
 int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    if (tableStarts.capacity() == 0) {
-        tableStarts.reserve(16);
-        tableNames.reserve(256);
-    }
-    tableStarts.push_back(tableNames.size());
-    if (name != nullptr) tableNames.append(name);
+    tableNames.Push(name);
+    StartItem();
     PutOpenTag(name, attrs);
     Send();
     return 1;
@@ -302,14 +418,11 @@ int CXMLOutStream::BeginTable(const char16_t* name, CXMLAttrs* attrs) {
 
 int CXMLOutStream::EndTable() {
     if (stream == nullptr) return 1;
-    if (!tableStarts.empty()) {
-        const std::size_t start = tableStarts.back();
-        PutMarkup("</", 2);
-        PutText(tableNames.data() + start, tableNames.size() - start, stream->xmlSymbols,
-                stream->cvtQuota);
-        PutMarkup(">", 1);
-        tableNames.resize(start);
-        tableStarts.pop_back();
+    StartItem();
+    if (!tableNames.IsEmpty()) {
+        const std::u16string_view name = tableNames.Top();
+        PutTag(CMarkup("</"), name.data(), name.size(), nullptr, CMarkup(">"));
+        tableNames.Pop();
     } else {
         PutCloseTag(u"");
     }
@@ -319,23 +432,22 @@ int CXMLOutStream::EndTable() {
 
 int CXMLOutStream::EmptyItem(const char16_t* name, CXMLAttrs* attrs) {
     if (stream == nullptr) return 1;
-    PutMarkup("<", 1);
-    PutText(name, stream->cvtQuota);
-    PutAttrs(attrs);
-    PutMarkup(" />", 3);
+    StartItem();
+    PutTag(CMarkup("<"), name, name != nullptr ? std::char_traits<char16_t>::length(name) : 0,
+           attrs, CMarkup(" />"));
     Send();
     return 1;
 }
 
 int CXMLOutStream::Close() {
     if (created) {
-        while (!tableStarts.empty()) EndTable();
+        while (!tableNames.IsEmpty()) EndTable();
         created = 0;
     }
     COutStream* closing = stream;
     stream = nullptr;
-    tableStarts.clear();
-    tableNames.clear();
+    memory = nullptr;
+    tableNames.Clear();
     if (ownsStream && closing != nullptr) {
         // Closing a file is where a write error surfaces: the stream is
         // deleted whatever happens.

@@ -10,8 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "tarvex/core/object.h"
 #include "tarvex/core/stacktemplate.h"
@@ -89,22 +88,85 @@ protected:
 
 private:
     // The bytes of the item being written: each public call assembles its
-    // tags here and hands them to the stream in one writeBytes.
-    class CPendingBytes {
+    // tags here and hands them to the stream at once. They are assembled
+    // in the free room of the writer's own memory stream when it has
+    // enough, so that handing them on is a length update; otherwise, and
+    // for any other stream, in storage of the writer's own, the first part
+    // of it inside the writer.
+    class CTagBytes {
     public:
-        CPendingBytes() = default;
-        CPendingBytes(const CPendingBytes&) = delete;
-        CPendingBytes& operator=(const CPendingBytes&) = delete;
-        ~CPendingBytes();
+        CTagBytes() = default;
+        CTagBytes(const CTagBytes&) = delete;
+        CTagBytes& operator=(const CTagBytes&) = delete;
+        ~CTagBytes();
         // Room for `n` more bytes at the end; throws -1 when the heap refuses.
         char* Room(std::size_t n) { return capacity - size >= n ? data + size : Grow(n); }
-        char* Grow(std::size_t n);
+        // Where the next item goes in place: `memory`, when not null, is
+        // the stream the bytes will go to.
+        void Start(CCharStream* memory);
+        // Hands the bytes to `stream` and forgets them.
+        void Send(COutStream* stream);
+
         char* data = nullptr;
         std::size_t size = 0;
         std::size_t capacity = 0;
+
+    private:
+        static constexpr std::size_t kInline = 1024;
+        char* Grow(std::size_t n);
+
+        CCharStream* inPlace = nullptr; // the stream whose room `data` is
+        char* own = ownInline;
+        std::size_t ownCapacity = kInline;
+        char ownInline[kInline];
+    };
+
+    // The names of the open tables, innermost last, end to end, each
+    // followed by its length in four units: opening and closing tables
+    // costs no allocation, and none at all while the names fit inside.
+    class CTableNames {
+    public:
+        CTableNames() = default;
+        CTableNames(const CTableNames&) = delete;
+        CTableNames& operator=(const CTableNames&) = delete;
+        ~CTableNames();
+        bool IsEmpty() const { return used == 0; }
+        void Push(const char16_t* name);
+        std::u16string_view Top() const;
+        void Pop() { used -= Top().size() + kLengthUnits; }
+        void Clear() { used = 0; }
+
+    private:
+        static constexpr std::size_t kInline = 256;
+        static constexpr std::size_t kLengthUnits = 4;
+        char16_t* units = unitsInline;
+        std::size_t used = 0;
+        std::size_t capacity = kInline;
+        char16_t unitsInline[kInline];
     };
 
     void WriteDeclaration();
+    // Readies the tag bytes for the next item: in place when the stream is
+    // the writer's own memory stream.
+    void StartItem() { pending.Start(memory); }
+    // Texts longer than this are written straight to the stream, not
+    // assembled with the tag.
+    static constexpr std::size_t kLongText = 4096;
+    // Tags whose worst case needs more room than this are assembled piece
+    // by piece, each piece with room for itself only.
+    static constexpr std::size_t kLongTag = 64 * 1024;
+
+    // A few ASCII bytes of markup with their count.
+    struct CMarkup {
+        template <std::size_t N>
+        constexpr explicit CMarkup(const char (&literal)[N]) : text(literal), length(N - 1) {}
+        const char* text;
+        unsigned int length;
+    };
+    // `start`, the name, the attributes and `end`: a whole tag, in one
+    // piece of room when it can be.
+    void PutTag(CMarkup start, const char16_t* name, std::size_t nameLength, CXMLAttrs* attrs,
+                CMarkup end);
     void PutOpenTag(const char16_t* name, CXMLAttrs* attrs);
     void PutAttrs(CXMLAttrs* attrs);
     void PutMarkup(const char* ascii, unsigned int length);
@@ -112,15 +174,13 @@ private:
     void PutText(const char16_t* text, bool quotes);
     void PutText(const char16_t* text, std::size_t count, bool escape, bool quotes);
     void PutCloseTag(const char16_t* name);
-    void Send();
+    void Send() { pending.Send(stream); }
 
-    CPendingBytes pending;
-    // The names of the open tables, innermost last, end to end in one
-    // buffer: opening and closing tables costs no allocation once it has
-    // grown. `tableStarts` holds where each name begins.
-    std::u16string tableNames;
-    std::vector<std::size_t> tableStarts;
+    CTagBytes pending;
+    CTableNames tableNames;
     COutStream* stream = nullptr;
+    // `stream` when it is the memory stream Create made.
+    CCharStream* memory = nullptr;
     int created = 0;
     int ownsStream = 1;
 };
