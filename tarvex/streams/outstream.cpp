@@ -19,6 +19,7 @@
 #include "tarvex/core/numbertext.h"
 #include "tarvex/platform/codepage.h"
 #include "tarvex/streams/base64.h"
+#include "tarvex/streams/decimaltext_internal.h"
 #include "tarvex/streams/textencode_internal.h"
 
 using tarvex::textencode::EncodeUtf8;
@@ -241,14 +242,8 @@ COutStream& COutStream::operator<<(int value) {
 
 COutStream& COutStream::operator<<(std::int64_t value) {
     char16_t digits[24];
-    int n = 0;
-    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : value;
-    do {
-        digits[23 - n++] = static_cast<char16_t>(u'0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
-    if (value < 0) digits[23 - n++] = u'-';
-    writeText(digits + 24 - n, n, false);
+    const std::u16string_view text = tarvex::decimaltext::Decimal(value, digits);
+    writeText(text.data(), text.size(), false);
     return *this;
 }
 

@@ -4,6 +4,7 @@
 
 #include "tarvex/core/guidhelper.h"
 #include "tarvex/platform/wide.h"
+#include "tarvex/streams/decimaltext_internal.h"
 
 namespace {
 
@@ -162,20 +163,9 @@ void CXMLAttrs::AddNew(std::u16string_view name, std::u16string_view value) {
     Append(attr);
 }
 
-namespace {
+using tarvex::decimaltext::Decimal;
 
-// The decimal digits of a number, as "%lld" gives them, at the end of
-// `digits`.
-std::u16string_view Decimal(std::int64_t value, char16_t (&digits)[24]) {
-    std::size_t n = 0;
-    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : value;
-    do {
-        digits[23 - n++] = static_cast<char16_t>(u'0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
-    if (value < 0) digits[23 - n++] = u'-';
-    return {digits + 24 - n, n};
-}
+namespace {
 
 std::u16string_view Name(const char16_t* name) {
     return name != nullptr ? std::u16string_view(name) : std::u16string_view();
