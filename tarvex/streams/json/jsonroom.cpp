@@ -28,11 +28,11 @@ constexpr bool kSanitized = false;
 // Mapped room given back by arenas and readers and not yet to the system:
 // 2 MiB runs, and the one larger mapping freed last (a large text's copy).
 // A parse after another then neither faults nor zeroes that memory again,
-// which costs more than the parse itself. Kept room is marked free to the
-// system, which takes it back whenever it runs short; until then the next
-// parse writes over it with no fault. The whole is capped at a sixteenth of
-// physical memory, at most 1 GiB and at least 64 MiB: about the tree of a
-// 250 MB document, and no more than a caching allocator would hold.
+// which costs more than the parse itself. Kept room beyond the first 16 MiB
+// of runs is marked free to the system, which takes it back whenever it
+// runs short; until then the next parse writes over it with no fault. The whole is capped at a
+// sixteenth of physical memory, at most 1 GiB and at least 64 MiB: about the tree of a 250 MB
+// document, and no more than a caching allocator would hold.
 class CKeptRoom {
 public:
     void* TakeRun() {
@@ -42,13 +42,15 @@ public:
         return runs[--runCount];
     }
     bool KeepRun(void* run) {
+        bool held = false;
         {
             std::lock_guard<std::mutex> lock(mutex);
             if (runCount == kMaxRuns || kept + kRun > cap) return false;
             runs[runCount++] = run;
             kept += kRun;
+            held = runCount <= kHeldRuns;
         }
-        MarkFree(run, kRun);
+        if (!held) MarkFree(run, kRun);
         return true;
     }
     // The kept large mapping when it holds `bytes`, with its own length.
@@ -83,6 +85,10 @@ public:
 
 private:
     static constexpr std::size_t kMaxRuns = 512;
+    // The first runs kept are held as they are, as the heap holds its own
+    // free memory: marking them free costs a walk of their pages on every
+    // parse of a few megabytes, and they are the first to be taken again.
+    static constexpr std::size_t kHeldRuns = 8;
 
     static void MarkFree(void* room, std::size_t length) {
 #if defined(MADV_FREE)

@@ -5,9 +5,9 @@
 // and taking it from the system in 4 KiB pages costs more than the parse
 // itself. Large room therefore comes straight from mmap, in whole 2 MiB
 // runs, and what is given back is kept for the next parse (runs, and the
-// last larger mapping), marked free to the system meanwhile, up to a share
-// of physical memory. Small room, and all room under a sanitizer (which
-// must see every overrun), comes from the heap.
+// last larger mapping), up to a share of physical memory; beyond the first
+// few runs it is marked free to the system meanwhile. Small room, and all room under a sanitizer
+// (which must see every overrun), comes from the heap.
 #pragma once
 #include <cstddef>
 
