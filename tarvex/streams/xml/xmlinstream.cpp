@@ -272,7 +272,7 @@ bool CXMLFileInStream::ReadSignature() {
             if (encoding.Find(word) > 0) utf8 = false;
         }
     }
-    scratchAttrs.Flush();
+    // Kept, not flushed: the next document's declaration refills it in place.
     return true;
 }
 
